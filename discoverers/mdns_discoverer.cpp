@@ -1,0 +1,141 @@
+#include "discoverers/mdns_discoverer.h"
+
+#include "discoverers/mdns_service_mapping.h"
+#include "discoverers/text.h"
+
+#include <qmdnsengine/browser.h>
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/resolver.h>
+#include <qmdnsengine/server.h>
+#include <qmdnsengine/service.h>
+
+#include <QEventLoop>
+#include <QMap>
+#include <QSet>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace Sondrix
+{
+
+namespace
+{
+
+constexpr int defaultTimeoutMs = 1200;
+constexpr int minimumTimeoutMs = 100;
+
+/// What one scan has heard so far. A service counts once by its name and type; the last report of
+/// it wins.
+class ServiceCollection
+{
+public:
+    /// Takes over a service's data. Addresses that are known stay.
+    void update(const QMdnsEngine::Service &service)
+    {
+        const QString name = textFromUtf8(service.name());
+        const QString type = textFromUtf8(service.type());
+        MdnsServiceEntry &entry = m_entries[name + QLatin1Char('|') + type];
+        entry.name = name;
+        entry.type = type;
+        entry.hostname = textFromUtf8(service.hostname());
+        entry.port = service.port();
+        entry.attributes.clear();
+        const QMap<QByteArray, QByteArray> attributes = service.attributes();
+        for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
+            entry.attributes.insert(textFromUtf8(it.key()), textFromUtf8(it.value()));
+        }
+    }
+
+    /// Adds an address to every service of the host that is collected by now.
+    void addAddress(const QString &hostname, const QHostAddress &address)
+    {
+        for (MdnsServiceEntry &entry : m_entries) {
+            if (entry.hostname == hostname && !entry.addresses.contains(address)) {
+                entry.addresses.append(address);
+            }
+        }
+    }
+
+    QList<DeviceRecord> records(const QList<MdnsServiceType> &catalogue) const
+    {
+        QList<DeviceRecord> records;
+        for (const MdnsServiceEntry &entry : m_entries) {
+            records.append(recordFromService(entry, catalogue));
+        }
+        return records;
+    }
+
+private:
+    QMap<QString, MdnsServiceEntry> m_entries; // by name, a vertical bar and type
+};
+
+} // namespace
+
+MdnsDiscoverer::MdnsDiscoverer(QObject *parent)
+    : IDeviceDiscoverer(parent), m_services(defaultMdnsServices()), m_timeoutMs(defaultTimeoutMs)
+{
+}
+
+QString MdnsDiscoverer::providerName() const
+{
+    return QStringLiteral("mdns");
+}
+
+bool MdnsDiscoverer::isAvailable() const
+{
+    return true;
+}
+
+QList<DeviceRecord> MdnsDiscoverer::scan(QString *error)
+{
+    if (error != nullptr) {
+        error->clear();
+    }
+    QMdnsEngine::Server server(nullptr);
+    QMdnsEngine::Cache cache(nullptr);
+    // The browsers and resolvers are children of the loop, so that they go before what they use.
+    QEventLoop loop;
+    ServiceCollection collection;
+    QSet<QString> lookedUpHosts;
+
+    const auto collect = [&](const QMdnsEngine::Service &service) {
+        collection.update(service);
+        const QString hostname = textFromUtf8(service.hostname());
+        if (hostname.isEmpty() || lookedUpHosts.contains(hostname)) {
+            return;
+        }
+        lookedUpHosts.insert(hostname);
+        const auto *resolver = new QMdnsEngine::Resolver(&server, service.hostname(), &cache, &loop);
+        QObject::connect(resolver, &QMdnsEngine::Resolver::resolved, &loop,
+                         [&collection, hostname](const QHostAddress &address) {
+                             collection.addAddress(hostname, address);
+                         });
+    };
+    for (const MdnsServiceType &row : qAsConst(m_services)) {
+        const auto *browser = new QMdnsEngine::Browser(&server, row.serviceType.toUtf8(), &cache, &loop);
+        QObject::connect(browser, &QMdnsEngine::Browser::serviceAdded, &loop, collect);
+        QObject::connect(browser, &QMdnsEngine::Browser::serviceUpdated, &loop, collect);
+    }
+
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    timer.start(m_timeoutMs);
+    loop.exec();
+
+    return collection.records(m_services);
+}
+
+void MdnsDiscoverer::setServices(const QList<MdnsServiceType> &services)
+{
+    m_services = services;
+}
+
+void MdnsDiscoverer::setTimeoutMs(int ms)
+{
+    m_timeoutMs = std::max(minimumTimeoutMs, ms);
+}
+
+} // namespace Sondrix

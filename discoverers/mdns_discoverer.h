@@ -1,0 +1,36 @@
+#pragma once
+
+#include "core/device_discoverer.h"
+#include "discoverers/mdns_service_catalogue.h"
+
+#include <QList>
+
+namespace Sondrix
+{
+
+/// Browses a catalogue of DNS-SD service types by multicast DNS (RFC 6762, RFC 6763) and reports one
+/// record for each service instance that answered.
+class MdnsDiscoverer : public IDeviceDiscoverer
+{
+public:
+    explicit MdnsDiscoverer(QObject *parent = nullptr);
+
+    QString providerName() const override;
+    bool isAvailable() const override;
+
+    /// Listens for the whole of its time, whatever answers, in a nested event loop. There is never
+    /// an error: an unusable network looks like a silent one.
+    QList<DeviceRecord> scan(QString *error) override;
+
+    /// Replaces the catalogue.
+    void setServices(const QList<MdnsServiceType> &services);
+
+    /// Sets how long a scan listens, in milliseconds, at least 100.
+    void setTimeoutMs(int ms);
+
+private:
+    QList<MdnsServiceType> m_services;
+    int m_timeoutMs;
+};
+
+} // namespace Sondrix

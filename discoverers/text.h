@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace Sondrix
+{
+
+/// All of the bytes decoded as UTF-8. QString::fromUtf8() with a QByteArray ends at the first NUL
+/// byte, and data from the network may hold one.
+inline QString textFromUtf8(const QByteArray &bytes)
+{
+    return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
+} // namespace Sondrix

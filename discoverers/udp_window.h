@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+
+class QUdpSocket;
+
+namespace Sondrix
+{
+
+/// Binds the socket to a port on every IPv4 address, shared with whoever else listens there; port 0
+/// lets the system choose. On failure returns false and puts the socket's text into error, which
+/// may be null.
+bool bindSharedIpv4(QUdpSocket &socket, quint16 port, QString *error);
+
+/// Hands every datagram that arrives within timeoutMs milliseconds to receive, in order of arrival.
+/// The window always runs out in full: no datagram and no failure of the socket shortens it. It may
+/// end up to 10 ms late.
+void receiveForWindow(QUdpSocket &socket, int timeoutMs,
+                      const std::function<void(const QByteArray &datagram)> &receive);
+
+} // namespace Sondrix
