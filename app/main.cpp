@@ -1,0 +1,71 @@
+#include "app/command_line.h"
+#include "app/scan_report.h"
+#include "core/application_identity.h"
+#include "core/device_registry.h"
+#include "core/discovery_config.h"
+#include "core/discovery_manager.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace
+{
+
+constexpr int usageStatus = 2; // a configuration that cannot be used, or nothing to do
+
+void writeLine(FILE *file, const QString &text)
+{
+    QTextStream stream(file);
+    stream << text << '\n';
+    stream.flush();
+}
+
+int runConsole(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    Sondrix::applyApplicationIdentity();
+
+    QCommandLineParser parser;
+    Sondrix::configureParser(parser);
+    parser.process(application);
+
+    Sondrix::DeviceRegistry registry;
+    Sondrix::DiscoveryManager manager(&registry);
+
+    Sondrix::DiscoveryConfig config;
+    QString error;
+    if (!Sondrix::applyCommandLineOverrides(parser, &config, &error)) {
+        writeLine(stderr, QStringLiteral("Invalid discovery configuration: ") + error);
+        return usageStatus;
+    }
+    manager.configureDiscoverers(config);
+
+    if (!parser.isSet(QStringLiteral("scan-once"))) {
+        writeLine(stderr,
+                  QStringLiteral("The REST API and headless service are not available in CorvaneTVSondrix."));
+        return usageStatus;
+    }
+    manager.runPass();
+    if (parser.isSet(QStringLiteral("json"))) {
+        const QJsonDocument report(Sondrix::buildScanReport(registry, &manager));
+        writeLine(stdout, QString::fromUtf8(report.toJson(QJsonDocument::Compact)));
+    }
+    return 0;
+}
+
+int runWindow()
+{
+    writeLine(stderr, QStringLiteral("This build has no window. Use --scan-once --json for a report."));
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return Sondrix::isConsoleInvocation(argc, argv) ? runConsole(argc, argv) : runWindow();
+}
