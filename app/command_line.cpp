@@ -1,9 +1,9 @@
 #include "app/command_line.h"
 
+#include <cstring>
+
 #include <QCommandLineOption>
 #include <QCommandLineParser>
-
-#include <cstring>
 
 namespace Sondrix
 {

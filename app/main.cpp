@@ -1,16 +1,16 @@
-#include "app/command_line.h"
-#include "app/scan_report.h"
-#include "core/application_identity.h"
-#include "core/device_registry.h"
-#include "core/discovery_config.h"
-#include "core/discovery_manager.h"
+#include <cstdio>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QTextStream>
 
-#include <cstdio>
+#include "app/command_line.h"
+#include "app/scan_report.h"
+#include "core/application_identity.h"
+#include "core/device_registry.h"
+#include "core/discovery_config.h"
+#include "core/discovery_manager.h"
 
 namespace
 {

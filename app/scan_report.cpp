@@ -1,10 +1,10 @@
 #include "app/scan_report.h"
 
+#include <QJsonArray>
+
 #include "core/application_identity.h"
 #include "core/device_registry.h"
 #include "core/discovery_manager.h"
-
-#include <QJsonArray>
 
 namespace Sondrix
 {

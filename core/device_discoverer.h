@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/device_record.h"
-
 #include <QList>
 #include <QObject>
 #include <QString>
+
+#include "core/device_record.h"
 
 namespace Sondrix
 {

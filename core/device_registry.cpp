@@ -1,10 +1,10 @@
 #include "core/device_registry.h"
 
+#include <algorithm>
+
 #include <QHash>
 #include <QSet>
 #include <QVector>
-
-#include <algorithm>
 
 namespace Sondrix
 {

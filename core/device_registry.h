@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/device_record.h"
-
 #include <QMap>
 #include <QObject>
+
+#include "core/device_record.h"
 
 namespace Sondrix
 {

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "core/discovery_config.h"
-
 #include <QDateTime>
 #include <QJsonObject>
 #include <QList>
 #include <QObject>
 #include <QString>
+
+#include "core/discovery_config.h"
 
 namespace Sondrix
 {

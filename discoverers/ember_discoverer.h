@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/device_discoverer.h"
-
 #include <QStringList>
 #include <QUrl>
+
+#include "core/device_discoverer.h"
 
 namespace Sondrix
 {

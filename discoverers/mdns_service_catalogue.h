@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/device_record.h"
-
 #include <QList>
 #include <QString>
+
+#include "core/device_record.h"
 
 namespace Sondrix
 {

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "core/device_record.h"
-#include "discoverers/mdns_service_catalogue.h"
-
 #include <QHostAddress>
 #include <QList>
 #include <QMap>
 #include <QString>
+
+#include "core/device_record.h"
+#include "discoverers/mdns_service_catalogue.h"
 
 namespace Sondrix
 {

@@ -1,12 +1,12 @@
 #include "discoverers/ssdp_discoverer.h"
 
-#include "discoverers/udp_window.h"
+#include <algorithm>
 
 #include <QHostAddress>
 #include <QSet>
 #include <QUdpSocket>
 
-#include <algorithm>
+#include "discoverers/udp_window.h"
 
 namespace Sondrix
 {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/device_discoverer.h"
-#include "discoverers/ssdp_response.h"
-
 #include <QList>
 #include <QStringList>
+
+#include "core/device_discoverer.h"
+#include "discoverers/ssdp_response.h"
 
 namespace Sondrix
 {

@@ -1,8 +1,8 @@
 #include "discoverers/ssdp_response.h"
 
-#include "discoverers/text.h"
-
 #include <QUrl>
+
+#include "discoverers/text.h"
 
 namespace Sondrix
 {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/device_record.h"
-
 #include <QByteArray>
 #include <QMap>
 #include <QString>
+
+#include "core/device_record.h"
 
 namespace Sondrix
 {

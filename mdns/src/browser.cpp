@@ -1,18 +1,16 @@
-#include <qmdnsengine/browser.h>
-
-#include "names.h"
-#include "querier.h"
-
-#include <qmdnsengine/cache.h>
+#include <algorithm>
+#include <list>
+#include <map>
+#include <utility>
 
 #include <QElapsedTimer>
 #include <QMetaObject>
 #include <QTimer>
 
-#include <algorithm>
-#include <list>
-#include <map>
-#include <utility>
+#include "names.h"
+#include "querier.h"
+#include <qmdnsengine/browser.h>
+#include <qmdnsengine/cache.h>
 
 namespace QMdnsEngine
 {
@@ -30,7 +28,7 @@ constexpr std::size_t maximumInstances = 4096;
 
 } // namespace
 
-class BrowserPrivate : public Listener
+class BrowserPrivate final : public Listener
 {
 public:
     BrowserPrivate(Browser *browser, AbstractServer *server, const QByteArray &type, Cache *cache);

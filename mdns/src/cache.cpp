@@ -1,6 +1,9 @@
-#include <qmdnsengine/cache.h>
-
-#include "names.h"
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <list>
+#include <map>
+#include <utility>
 
 #include <QDataStream>
 #include <QElapsedTimer>
@@ -9,12 +12,8 @@
 #include <QTimer>
 #include <QVector>
 
-#include <algorithm>
-#include <iterator>
-#include <limits>
-#include <list>
-#include <map>
-#include <utility>
+#include "names.h"
+#include <qmdnsengine/cache.h>
 
 namespace QMdnsEngine
 {
@@ -134,7 +133,7 @@ void CachePrivate::add(const Record &record)
         Entry entry;
         entry.setKey = setKey;
         entry.dataKey = key;
-        const EntryRef added = set->second.staying.insert(set->second.staying.end(), entry);
+        const auto added = set->second.staying.insert(set->second.staying.end(), entry);
         added->age = m_ages.insert(m_ages.end(), added);
         added->event = m_schedule.emplace(0, added);
         set->second.byData.emplace(key, added);

@@ -1,11 +1,11 @@
 #include "datagram.h"
 
-#include <qmdnsengine/dns.h>
-#include <qmdnsengine/message.h>
+#include <algorithm>
 
 #include <QNetworkDatagram>
 
-#include <algorithm>
+#include <qmdnsengine/dns.h>
+#include <qmdnsengine/message.h>
 
 namespace QMdnsEngine
 {

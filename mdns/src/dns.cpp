@@ -1,16 +1,14 @@
-#include <qmdnsengine/dns.h>
-
-#include "names.h"
-
-#include <qmdnsengine/message.h>
+#include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include <QHash>
 #include <QSet>
 #include <QtEndian>
 
-#include <algorithm>
-#include <string_view>
-#include <utility>
+#include "names.h"
+#include <qmdnsengine/dns.h>
+#include <qmdnsengine/message.h>
 
 namespace QMdnsEngine
 {

@@ -1,15 +1,14 @@
 #include "querier.h"
 
-#include "names.h"
-
-#include <qmdnsengine/cache.h>
-#include <qmdnsengine/message.h>
-
-#include <QSet>
-
 #include <algorithm>
 #include <initializer_list>
 #include <limits>
+
+#include <QSet>
+
+#include "names.h"
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/message.h>
 
 namespace QMdnsEngine
 {

@@ -1,7 +1,9 @@
 #pragma once
 
-#include <qmdnsengine/abstractserver.h>
-#include <qmdnsengine/record.h>
+#include <array>
+#include <list>
+#include <map>
+#include <utility>
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -9,10 +11,8 @@
 #include <QTimer>
 #include <QVector>
 
-#include <array>
-#include <list>
-#include <map>
-#include <utility>
+#include <qmdnsengine/abstractserver.h>
+#include <qmdnsengine/record.h>
 
 namespace QMdnsEngine
 {

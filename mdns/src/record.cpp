@@ -1,6 +1,6 @@
-#include <qmdnsengine/record.h>
-
 #include <algorithm>
+
+#include <qmdnsengine/record.h>
 
 namespace QMdnsEngine
 {

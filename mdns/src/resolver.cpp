@@ -1,14 +1,12 @@
-#include <qmdnsengine/resolver.h>
-
-#include "querier.h"
-
-#include <qmdnsengine/cache.h>
+#include <algorithm>
+#include <utility>
 
 #include <QMetaObject>
 #include <QVector>
 
-#include <algorithm>
-#include <utility>
+#include "querier.h"
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/resolver.h>
 
 namespace QMdnsEngine
 {
@@ -21,7 +19,7 @@ constexpr int maximumAddresses = 256;
 
 } // namespace
 
-class ResolverPrivate : public Listener
+class ResolverPrivate final : public Listener
 {
 public:
     ResolverPrivate(Resolver *resolver, AbstractServer *server, const QByteArray &name, Cache *cache);

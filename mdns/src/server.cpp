@@ -1,8 +1,5 @@
-#include <qmdnsengine/server.h>
-
-#include "datagram.h"
-
-#include <qmdnsengine/dns.h>
+#include <algorithm>
+#include <iterator>
 
 #include <QMetaObject>
 #include <QNetworkDatagram>
@@ -11,8 +8,9 @@
 #include <QUdpSocket>
 #include <QVector>
 
-#include <algorithm>
-#include <iterator>
+#include "datagram.h"
+#include <qmdnsengine/dns.h>
+#include <qmdnsengine/server.h>
 
 namespace QMdnsEngine
 {
@@ -25,7 +23,7 @@ constexpr int receiveBufferSize = 4 * 1024 * 1024;
 
 // How much is read at one wake-up, so that a flood cannot keep the event loop from everything else:
 // more than a full receive buffer. Each datagram counts as this much more than it holds.
-constexpr qint64 maximumReadSize = 2 * receiveBufferSize;
+constexpr qint64 maximumReadSize = 2 * qint64(receiveBufferSize);
 constexpr qint64 datagramOverhead = 256;
 
 // RFC 6762, 11.

@@ -1,5 +1,3 @@
-#include "app/command_line.h"
-
 #include <QCommandLineParser>
 #include <QDateTime>
 #include <QFile>
@@ -10,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTextCodec>
 #include <QtTest>
+
+#include "app/command_line.h"
 
 // The program from outside. Every run is restricted to the Ember+ provider or to none at all, so that
 // no run touches the network, also when it does not do what the test expects.

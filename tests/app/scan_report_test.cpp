@@ -1,12 +1,11 @@
-#include "app/scan_report.h"
-
-#include "core/device_discoverer.h"
-#include "core/device_registry.h"
-#include "core/discovery_manager.h"
-
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QtTest>
+
+#include "app/scan_report.h"
+#include "core/device_discoverer.h"
+#include "core/device_registry.h"
+#include "core/discovery_manager.h"
 
 using Sondrix::DeviceRecord;
 using Sondrix::DeviceRegistry;

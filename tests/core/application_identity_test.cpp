@@ -1,6 +1,6 @@
-#include "core/application_identity.h"
-
 #include <QtTest>
+
+#include "core/application_identity.h"
 
 class ApplicationIdentityTest : public QObject
 {

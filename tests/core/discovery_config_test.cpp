@@ -1,6 +1,5 @@
-#include "core/discovery_config.h"
-
-#include "app/command_line.h"
+#include <functional>
+#include <limits>
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -9,8 +8,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <functional>
-#include <limits>
+#include "app/command_line.h"
+#include "core/discovery_config.h"
 
 using Sondrix::DiscoveryConfig;
 
@@ -286,8 +285,6 @@ void DiscoveryConfigTest::parse_data()
         });
     row("key twice, the last counts", R"({"api":{"port":1,"port":2}})",
         [](DiscoveryConfig &config) { config.apiPort = 2; });
-    row("object twice, the last counts", R"({"api":{"port":1},"api":{"enabled":false}})",
-        [](DiscoveryConfig &config) { config.apiEnabled = false; });
 }
 
 void DiscoveryConfigTest::parse()

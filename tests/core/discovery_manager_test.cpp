@@ -1,7 +1,4 @@
-#include "core/discovery_manager.h"
-
-#include "core/device_discoverer.h"
-#include "core/device_registry.h"
+#include <functional>
 
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -10,7 +7,9 @@
 #include <QTimer>
 #include <QtTest>
 
-#include <functional>
+#include "core/device_discoverer.h"
+#include "core/device_registry.h"
+#include "core/discovery_manager.h"
 
 using Sondrix::DeviceRecord;
 using Sondrix::DeviceRegistry;

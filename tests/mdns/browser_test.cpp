@@ -1,16 +1,14 @@
-#include <qmdnsengine/browser.h>
-
-#include "mdns_test_support.h"
-
-#include <qmdnsengine/cache.h>
-#include <qmdnsengine/dns.h>
-#include <qmdnsengine/resolver.h>
+#include <algorithm>
+#include <memory>
 
 #include <QPointer>
 #include <QtTest>
 
-#include <algorithm>
-#include <memory>
+#include "mdns_test_support.h"
+#include <qmdnsengine/browser.h>
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/dns.h>
+#include <qmdnsengine/resolver.h>
 
 using namespace QMdnsEngine;
 using MdnsTest::Attributes;

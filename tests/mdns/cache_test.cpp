@@ -1,12 +1,11 @@
-#include <qmdnsengine/cache.h>
-
-#include "mdns_test_support.h"
+#include <memory>
 
 #include <QPointer>
 #include <QSignalSpy>
 #include <QtTest>
 
-#include <memory>
+#include "mdns_test_support.h"
+#include <qmdnsengine/cache.h>
 
 using namespace QMdnsEngine;
 

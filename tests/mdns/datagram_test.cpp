@@ -1,11 +1,9 @@
-#include "datagram.h"
-
-#include "mdns_test_support.h"
-
-#include <qmdnsengine/dns.h>
-
 #include <QNetworkDatagram>
 #include <QtTest>
+
+#include "datagram.h"
+#include "mdns_test_support.h"
+#include <qmdnsengine/dns.h>
 
 using namespace QMdnsEngine;
 

@@ -1,9 +1,8 @@
-#include <qmdnsengine/dns.h>
-
-#include "mdns_test_support.h"
-
 #include <QRandomGenerator>
 #include <QtTest>
+
+#include "mdns_test_support.h"
+#include <qmdnsengine/dns.h>
 
 using namespace QMdnsEngine;
 using MdnsTest::Attributes;

@@ -1,16 +1,16 @@
 #pragma once
 
-#include <qmdnsengine/abstractserver.h>
-#include <qmdnsengine/message.h>
-#include <qmdnsengine/query.h>
-#include <qmdnsengine/record.h>
-
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QList>
 #include <QMap>
 #include <QString>
+
+#include <qmdnsengine/abstractserver.h>
+#include <qmdnsengine/message.h>
+#include <qmdnsengine/query.h>
+#include <qmdnsengine/record.h>
 
 namespace MdnsTest
 {

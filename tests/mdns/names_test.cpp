@@ -1,6 +1,6 @@
-#include "names.h"
-
 #include <QtTest>
+
+#include "names.h"
 
 class NamesTest : public QObject
 {

@@ -1,17 +1,15 @@
-#include "querier.h"
-
-#include "mdns_test_support.h"
-
-#include <qmdnsengine/browser.h>
-#include <qmdnsengine/cache.h>
-#include <qmdnsengine/dns.h>
-#include <qmdnsengine/resolver.h>
+#include <algorithm>
+#include <memory>
 
 #include <QSet>
 #include <QtTest>
 
-#include <algorithm>
-#include <memory>
+#include "mdns_test_support.h"
+#include "querier.h"
+#include <qmdnsengine/browser.h>
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/dns.h>
+#include <qmdnsengine/resolver.h>
 
 using namespace QMdnsEngine;
 using MdnsTest::MemoryServer;

@@ -1,10 +1,9 @@
-#include <qmdnsengine/record.h>
-
-#include "mdns_test_support.h"
+#include <functional>
 
 #include <QtTest>
 
-#include <functional>
+#include "mdns_test_support.h"
+#include <qmdnsengine/record.h>
 
 using namespace QMdnsEngine;
 

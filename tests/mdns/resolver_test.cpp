@@ -1,13 +1,11 @@
-#include <qmdnsengine/resolver.h>
-
-#include "mdns_test_support.h"
-
-#include <qmdnsengine/cache.h>
+#include <memory>
 
 #include <QPointer>
 #include <QtTest>
 
-#include <memory>
+#include "mdns_test_support.h"
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/resolver.h>
 
 using namespace QMdnsEngine;
 using MdnsTest::MemoryServer;

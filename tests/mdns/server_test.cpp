@@ -1,15 +1,13 @@
-#include <qmdnsengine/server.h>
-
-#include "mdns_test_support.h"
-
-#include <qmdnsengine/dns.h>
+#include <memory>
 
 #include <QNetworkDatagram>
 #include <QSignalSpy>
 #include <QUdpSocket>
 #include <QtTest>
 
-#include <memory>
+#include "mdns_test_support.h"
+#include <qmdnsengine/dns.h>
+#include <qmdnsengine/server.h>
 
 using namespace QMdnsEngine;
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <qmdnsengine/message.h>
-
 #include <QObject>
 #include <QString>
+
+#include <qmdnsengine/message.h>
 
 namespace QMdnsEngine
 {

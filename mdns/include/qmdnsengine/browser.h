@@ -1,8 +1,8 @@
 #pragma once
 
-#include <qmdnsengine/service.h>
-
 #include <QObject>
+
+#include <qmdnsengine/service.h>
 
 namespace QMdnsEngine
 {

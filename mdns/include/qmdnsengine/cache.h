@@ -1,9 +1,9 @@
 #pragma once
 
-#include <qmdnsengine/record.h>
-
 #include <QList>
 #include <QObject>
+
+#include <qmdnsengine/record.h>
 
 namespace QMdnsEngine
 {

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <qmdnsengine/query.h>
-#include <qmdnsengine/record.h>
-
 #include <QHostAddress>
 #include <QList>
 #include <QMetaType>
+
+#include <qmdnsengine/query.h>
+#include <qmdnsengine/record.h>
 
 namespace QMdnsEngine
 {
