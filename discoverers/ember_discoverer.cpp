@@ -1,5 +1,7 @@
 #include "discoverers/ember_discoverer.h"
 
+#include "discoverers/record_building.h"
+
 namespace Sondrix
 {
 
@@ -63,17 +65,12 @@ DeviceRecord recordFromEmberSeed(const QString &seed)
     DeviceRecord record;
     record.id = url.toString();
     record.displayName = host.isEmpty() ? seed : host;
-    record.hostname = host;
-    if (!host.isEmpty()) {
-        record.addresses.append(host);
-    }
+    setHost(&record, host);
     record.provider = QStringLiteral("ember");
     record.protocol = QStringLiteral("ember");
     record.direction = Direction::controlOnly;
     record.mediaKinds = MediaKind::control;
-    record.firstSeen = now;
-    record.lastSeen = now;
-    record.lastChanged = now;
+    setTimes(&record, now);
     record.protocolData = QJsonObject{
         {QStringLiteral("ember.seed"), seed},
         {QStringLiteral("ember.activeProbe"), false},

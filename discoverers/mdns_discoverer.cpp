@@ -1,20 +1,19 @@
 #include "discoverers/mdns_discoverer.h"
 
-#include "discoverers/mdns_service_mapping.h"
-#include "discoverers/text.h"
-
-#include <qmdnsengine/browser.h>
-#include <qmdnsengine/cache.h>
-#include <qmdnsengine/resolver.h>
-#include <qmdnsengine/server.h>
-#include <qmdnsengine/service.h>
+#include <algorithm>
 
 #include <QEventLoop>
 #include <QMap>
 #include <QSet>
 #include <QTimer>
 
-#include <algorithm>
+#include "discoverers/mdns_service_mapping.h"
+#include "discoverers/text.h"
+#include <qmdnsengine/browser.h>
+#include <qmdnsengine/cache.h>
+#include <qmdnsengine/resolver.h>
+#include <qmdnsengine/server.h>
+#include <qmdnsengine/service.h>
 
 namespace Sondrix
 {
@@ -136,6 +135,24 @@ void MdnsDiscoverer::setServices(const QList<MdnsServiceType> &services)
 void MdnsDiscoverer::setTimeoutMs(int ms)
 {
     m_timeoutMs = std::max(minimumTimeoutMs, ms);
+}
+
+QList<DeviceRecord> scanMdnsServices(const QList<MdnsServiceType> &services, int timeoutMs, QString *error)
+{
+    MdnsDiscoverer mdns;
+    mdns.setTimeoutMs(timeoutMs);
+    mdns.setServices(services);
+    QList<DeviceRecord> kept;
+    const QList<DeviceRecord> records = mdns.scan(error);
+    for (const DeviceRecord &record : records) {
+        const bool isWanted =
+            std::any_of(services.cbegin(), services.cend(),
+                        [&](const MdnsServiceType &row) { return row.protocol == record.protocol; });
+        if (isWanted) {
+            kept.append(record);
+        }
+    }
+    return kept;
 }
 
 } // namespace Sondrix

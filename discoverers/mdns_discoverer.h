@@ -1,9 +1,9 @@
 #pragma once
 
+#include <QList>
+
 #include "core/device_discoverer.h"
 #include "discoverers/mdns_service_catalogue.h"
-
-#include <QList>
 
 namespace Sondrix
 {
@@ -32,5 +32,9 @@ private:
     QList<MdnsServiceType> m_services;
     int m_timeoutMs;
 };
+
+/// One scan for these service types alone, for the time given in milliseconds. Records whose
+/// protocol is none of theirs are left out. error, which may be null, is cleared.
+QList<DeviceRecord> scanMdnsServices(const QList<MdnsServiceType> &services, int timeoutMs, QString *error);
 
 } // namespace Sondrix

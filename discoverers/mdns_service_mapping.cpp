@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "discoverers/record_building.h"
+
 namespace Sondrix
 {
 
@@ -76,9 +78,7 @@ DeviceRecord recordFromService(const MdnsServiceEntry &entry, const QList<MdnsSe
     record.protocol = row.protocol;
     record.direction = row.direction;
     record.mediaKinds = row.mediaKinds;
-    record.firstSeen = now;
-    record.lastSeen = now;
-    record.lastChanged = now;
+    setTimes(&record, now);
     record.protocolData = QJsonObject{
         {QStringLiteral("mdns.serviceType"), entry.type},
         {QStringLiteral("mdns.serviceName"), entry.name},

@@ -2,6 +2,7 @@
 
 #include <QUrl>
 
+#include "discoverers/record_building.h"
 #include "discoverers/text.h"
 
 namespace Sondrix
@@ -103,7 +104,7 @@ DeviceRecord recordFromSsdpResponse(const SsdpResponse &response)
     const QString usn = ssdpHeader(response, QStringLiteral("usn"));
     const QString location = ssdpHeader(response, QStringLiteral("location"));
     const QUrl url(location, QUrl::TolerantMode);
-    const QString host = url.isValid() ? url.host(QUrl::FullyDecoded) : QString();
+    const QString host = urlHost(url);
     const QDateTime now = QDateTime::currentDateTimeUtc();
 
     record.id = usn.isEmpty() ? location : usn;
@@ -115,13 +116,8 @@ DeviceRecord recordFromSsdpResponse(const SsdpResponse &response)
     if (record.direction != Direction::controlOnly) {
         record.mediaKinds |= MediaKind::audio | MediaKind::video;
     }
-    record.hostname = host;
-    if (!host.isEmpty()) {
-        record.addresses.append(host);
-    }
-    record.firstSeen = now;
-    record.lastSeen = now;
-    record.lastChanged = now;
+    setHost(&record, host);
+    setTimes(&record, now);
     record.ttlSeconds = maxAgeSeconds(ssdpHeader(response, QStringLiteral("cache-control")));
     record.protocolData.insert(QStringLiteral("ssdpStatusLine"), response.statusLine);
     for (auto it = response.headers.cbegin(); it != response.headers.cend(); ++it) {

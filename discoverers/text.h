@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 namespace Sondrix
 {
@@ -11,6 +12,12 @@ namespace Sondrix
 inline QString textFromUtf8(const QByteArray &bytes)
 {
     return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
+/// The words of a text, split at every run of white space, line ends included; none is empty.
+inline QStringList splitAtBlanks(const QString &text)
+{
+    return text.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 } // namespace Sondrix

@@ -1,10 +1,10 @@
 #include "discoverers/udp_window.h"
 
+#include <algorithm>
+
 #include <QElapsedTimer>
 #include <QThread>
 #include <QUdpSocket>
-
-#include <algorithm>
 
 namespace Sondrix
 {

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <functional>
+
 #include <QByteArray>
 #include <QString>
-
-#include <functional>
 
 class QUdpSocket;
 

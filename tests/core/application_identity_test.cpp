@@ -1,6 +1,6 @@
-#include <QtTest>
-
 #include "core/application_identity.h"
+
+#include <QtTest>
 
 class ApplicationIdentityTest : public QObject
 {

@@ -1,8 +1,8 @@
+#include "core/device_record.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QtTest>
-
-#include "core/device_record.h"
 
 using Sondrix::DeviceRecord;
 using Sondrix::Direction;

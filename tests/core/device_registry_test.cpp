@@ -1,9 +1,9 @@
+#include "core/device_registry.h"
+
 #include <functional>
 #include <limits>
 
 #include <QtTest>
-
-#include "core/device_registry.h"
 
 using Sondrix::DeviceRecord;
 using Sondrix::DeviceRegistry;

@@ -1,3 +1,5 @@
+#include "core/discovery_config.h"
+
 #include <functional>
 #include <limits>
 
@@ -9,7 +11,6 @@
 #include <QtTest>
 
 #include "app/command_line.h"
-#include "core/discovery_config.h"
 
 using Sondrix::DiscoveryConfig;
 

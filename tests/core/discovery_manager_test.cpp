@@ -1,3 +1,5 @@
+#include "core/discovery_manager.h"
+
 #include <functional>
 
 #include <QEventLoop>
@@ -9,7 +11,6 @@
 
 #include "core/device_discoverer.h"
 #include "core/device_registry.h"
-#include "core/discovery_manager.h"
 
 using Sondrix::DeviceRecord;
 using Sondrix::DeviceRegistry;

@@ -1,7 +1,7 @@
+#include <QtTest>
+
 #include "core/device_registry.h"
 #include "core/discovery_manager.h"
-
-#include <QtTest>
 
 using namespace Sondrix;
 
@@ -56,25 +56,43 @@ void ConfigureDiscoverersTest::addsSelectedProviders_data()
         QTest::newRow(name) << config
                             << QString::fromLatin1(providers).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     };
-    row("defaults", DiscoveryConfig(), "mdns ssdp ember");
+    row("defaults", DiscoveryConfig(), "mdns ssdp upnp-dlna roku cast airplay nmos ember ndi");
     row("none", configOf(""), "");
     row("mdns", configOf("mdns"), "mdns");
     row("ssdp", configOf("ssdp"), "ssdp");
+    row("upnpDlna", configOf("upnpDlna"), "upnp-dlna");
+    row("roku", configOf("roku"), "roku");
+    row("cast", configOf("cast"), "cast");
+    row("airplay", configOf("airplay"), "airplay");
+    row("nmos", configOf("nmos"), "nmos");
     row("ember", configOf("ember"), "ember");
+    row("onvif without active probing", configOf("onvif"), "");
+    row("ndi", configOf("ndi"), "ndi");
+    row("sapAes67", configOf("sapAes67"), "sap-aes67");
     row("named in another order", configOf("ember,ssdp,mdns"), "mdns ssdp ember");
+
+    DiscoveryConfig probing = configOf("onvif");
+    probing.activeProbingEnabled = true;
+    row("onvif with active probing", probing, "onvif");
+
+    DiscoveryConfig probingAlone = configOf("");
+    probingAlone.activeProbingEnabled = true;
+    row("active probing without onvif", probingAlone, "");
+
+    DiscoveryConfig all;
+    setAllProviders(&all, true);
+    all.activeProbingEnabled = true;
+    row("all eleven", all, "mdns ssdp upnp-dlna roku cast airplay nmos ember onvif ndi sap-aes67");
 
     DiscoveryConfig withoutMdns;
     withoutMdns.mdns = false;
-    row("defaults without mdns", withoutMdns, "ssdp ember");
+    row("defaults without mdns", withoutMdns, "ssdp upnp-dlna roku cast airplay nmos ember ndi");
 
-    DiscoveryConfig withoutSsdp;
-    withoutSsdp.ssdp = false;
-    row("defaults without ssdp", withoutSsdp, "mdns ember");
-
-    DiscoveryConfig withoutEmber;
-    withoutEmber.ember = false;
-    withoutEmber.emberSeeds = QStringList{QStringLiteral("router")};
-    row("seeds do not turn a provider on", withoutEmber, "mdns ssdp");
+    DiscoveryConfig seedsAlone = configOf("ssdp");
+    seedsAlone.emberSeeds = QStringList{QStringLiteral("router")};
+    seedsAlone.nmosRegistries = QStringList{QStringLiteral("http://router/x-nmos/node/v1.3")};
+    seedsAlone.ndiDiscoveryServers = QStringList{QStringLiteral("10.0.0.1")};
+    row("seeds do not turn a provider on", seedsAlone, "ssdp");
 
     DiscoveryConfig unread = configOf("ssdp");
     unread.apiEnabled = true;

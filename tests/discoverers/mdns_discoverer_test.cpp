@@ -1,11 +1,12 @@
 #include "discoverers/mdns_discoverer.h"
 
-#include "mdns_responder.h"
-#include "record_checks.h"
-
 #include <QElapsedTimer>
 #include <QTimer>
 #include <QtTest>
+
+#include "mdns_questions.h"
+#include "mdns_responder.h"
+#include "record_checks.h"
 
 using namespace Sondrix;
 
@@ -98,20 +99,6 @@ QString dataOf(const DeviceRecord &record, const char *key)
     return record.protocolData.value(QLatin1String(key)).toString();
 }
 
-/// What was asked by now, all of it: the end is marked by a question of the test's own.
-QList<DnsQuestion> allQuestions(const MdnsResponder &responder)
-{
-    const QByteArray sentinel = QByteArray("\0\0\0\0\0\1\0\0\0\0\0\0\3end\0\0\1\0\1", 21);
-    QUdpSocket socket;
-    socket.writeDatagram(sentinel, QHostAddress::LocalHost, MdnsResponder::port);
-    if (!QTest::qWaitFor([&responder]() { return responder.count({"end"}, A) == 1; })) {
-        return {};
-    }
-    QList<DnsQuestion> questions = responder.questions();
-    questions.removeLast();
-    return questions;
-}
-
 QList<QByteArray> namesOf(const QList<DnsQuestion> &questions)
 {
     QList<QByteArray> names;
@@ -181,7 +168,7 @@ void MdnsDiscovererTest::asksForEveryTypeOnce()
     for (const MdnsServiceType &row : catalogue) {
         types.append(row.serviceType.toUtf8());
     }
-    const QList<DnsQuestion> questions = allQuestions(responder);
+    const QList<DnsQuestion> questions = questionsSoFar(responder);
     QCOMPARE(namesOf(questions), types);
     for (const DnsQuestion &question : questions) {
         QCOMPARE(question.type, quint16(PTR));
@@ -195,7 +182,7 @@ void MdnsDiscovererTest::asksForGivenTypesAlone()
     discoverer.setServices({serviceType("_raop._tcp.local.", "raop"), serviceType("_a._udp.local.", "a")});
     discoverer.scan(nullptr);
 
-    const QList<DnsQuestion> questions = allQuestions(responder);
+    const QList<DnsQuestion> questions = questionsSoFar(responder);
     QCOMPARE(namesOf(questions), (QList<QByteArray>{"_raop._tcp.local.", "_a._udp.local."}));
     QCOMPARE(questions.first().type, quint16(PTR));
     QCOMPARE(questions.last().type, quint16(PTR));
@@ -212,14 +199,14 @@ void MdnsDiscovererTest::asksNothingWithoutServices()
     elapsed.start();
     QVERIFY(discoverer.scan(nullptr).isEmpty());
     QVERIFY(elapsed.elapsed() >= 200);
-    QVERIFY(allQuestions(responder).isEmpty());
+    QVERIFY(questionsSoFar(responder).isEmpty());
 }
 
 void MdnsDiscovererTest::onlyAsks()
 {
     const MdnsResponder responder;
     QVERIFY(scanWeb().isEmpty());
-    allQuestions(responder);
+    questionsSoFar(responder);
     const QList<QByteArray> packets = responder.packets();
     QVERIFY(!packets.isEmpty());
     for (const QByteArray &packet : packets) {
@@ -381,7 +368,7 @@ void MdnsDiscovererTest::looksUpNoEmptyHostName()
     QCOMPARE(records.first().hostname, QString());
     QCOMPARE(records.first().addresses, QStringList());
     QCOMPARE(records.first().endpoints.first().url, QStringLiteral("http://:80/"));
-    const QList<DnsQuestion> questions = allQuestions(responder);
+    const QList<DnsQuestion> questions = questionsSoFar(responder);
     for (const DnsQuestion &question : questions) {
         QVERIFY(question.type != A && question.type != AAAA);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "private_network.h"
+#include <functional>
+#include <utility>
 
 #include <QByteArray>
 #include <QDataStream>
@@ -10,8 +11,7 @@
 #include <QObject>
 #include <QUdpSocket>
 
-#include <functional>
-#include <utility>
+#include "private_network.h"
 
 // The few lines of DNS (RFC 1035) that a responder of the tests needs. They are written apart from
 // the engine, so that no error of its codec can hide behind itself.

@@ -1,8 +1,8 @@
 #include "discoverers/mdns_service_mapping.h"
 
-#include "record_checks.h"
-
 #include <QtTest>
+
+#include "record_checks.h"
 
 using namespace Sondrix;
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/device_record.h"
-
 #include <QtTest>
+
+#include "core/device_record.h"
 
 /// Compares every field of a record and of its endpoints but the times.
 inline void compareRecords(const Sondrix::DeviceRecord &actual, const Sondrix::DeviceRecord &expected)

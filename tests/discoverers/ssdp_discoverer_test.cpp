@@ -1,12 +1,16 @@
 #include "discoverers/ssdp_discoverer.h"
 
-#include "record_checks.h"
-#include "ssdp_peer.h"
+#include <optional>
+#include <utility>
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QtTest>
+
+#include "no_free_port.h"
+#include "record_checks.h"
+#include "ssdp_peer.h"
 
 using namespace Sondrix;
 
@@ -43,7 +47,6 @@ private:
     void run(const QStringList &command) const;
 
     bool m_hasRoute = true;
-    QByteArray m_ephemeralPorts; // what to restore; empty where nothing was changed
 };
 
 namespace
@@ -52,25 +55,6 @@ namespace
 constexpr int shortWindowMs = 100;
 constexpr int windowMs = 400; // for answers that the peer has to send first
 const QByteArray sentinel = QByteArrayLiteral("sentinel");
-
-QString ephemeralPortsPath()
-{
-    return QStringLiteral("/proc/sys/net/ipv4/ip_local_port_range");
-}
-
-/// The system's range of ephemeral ports. A file for each use, as the kernel takes no write behind a
-/// read.
-QByteArray ephemeralPorts()
-{
-    QFile file(ephemeralPortsPath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool setEphemeralPorts(const QByteArray &range)
-{
-    QFile file(ephemeralPortsPath());
-    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(range) == range.size();
-}
 
 /// What has come to the peer by now, all of it: the end is marked by a datagram of the test's own.
 QList<QNetworkDatagram> allReceived(const SsdpPeer &peer)
@@ -151,10 +135,6 @@ void SsdpDiscovererTest::cleanup()
         run({QStringLiteral("ip"), QStringLiteral("route"), QStringLiteral("add"),
              QStringLiteral("224.0.0.0/4"), QStringLiteral("dev"), QStringLiteral("lo"),
              QStringLiteral("src"), QStringLiteral("127.0.0.1")});
-    }
-    if (!m_ephemeralPorts.isEmpty()) {
-        QVERIFY(setEphemeralPorts(m_ephemeralPorts));
-        m_ephemeralPorts.clear();
     }
 }
 
@@ -430,13 +410,10 @@ void SsdpDiscovererTest::isSilentWithoutRoute()
 void SsdpDiscovererTest::reportsFailedBind()
 {
     const SsdpPeer peer;
-    const QByteArray systemsPorts = ephemeralPorts();
-    if (!setEphemeralPorts(QByteArrayLiteral("40000 40000"))) {
+    std::optional<NoFreePort> noPort(std::in_place);
+    if (!noPort->isSet()) {
         QSKIP("this machine lets nobody change a private network's range of ephemeral ports");
     }
-    m_ephemeralPorts = systemsPorts;
-    QUdpSocket owner; // of the one port that is left
-    QVERIFY(owner.bind(QHostAddress::AnyIPv4, 40000, QUdpSocket::DontShareAddress));
 
     SsdpDiscoverer discoverer;
     discoverer.setTimeoutMs(shortWindowMs);
@@ -449,7 +426,7 @@ void SsdpDiscovererTest::reportsFailedBind()
     QCOMPARE(error, searchError);
     QVERIFY(discoverer.scan(nullptr).isEmpty());
 
-    owner.close();
+    noPort.reset();
     QCOMPARE(allSearches(peer), QList<QByteArray>());
 }
 

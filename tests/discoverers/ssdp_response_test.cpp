@@ -1,8 +1,8 @@
 #include "discoverers/ssdp_response.h"
 
-#include "record_checks.h"
-
 #include <QtTest>
+
+#include "record_checks.h"
 
 using namespace Sondrix;
 

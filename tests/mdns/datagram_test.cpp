@@ -1,7 +1,8 @@
+#include "datagram.h"
+
 #include <QNetworkDatagram>
 #include <QtTest>
 
-#include "datagram.h"
 #include "mdns_test_support.h"
 #include <qmdnsengine/dns.h>
 

@@ -1,6 +1,6 @@
-#include <QtTest>
-
 #include "names.h"
+
+#include <QtTest>
 
 class NamesTest : public QObject
 {

@@ -1,3 +1,5 @@
+#include "querier.h"
+
 #include <algorithm>
 #include <memory>
 
@@ -5,7 +7,6 @@
 #include <QtTest>
 
 #include "mdns_test_support.h"
-#include "querier.h"
 #include <qmdnsengine/browser.h>
 #include <qmdnsengine/cache.h>
 #include <qmdnsengine/dns.h>

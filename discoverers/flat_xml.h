@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace Sondrix
+{
+
+/// Walks an XML document without regard to its structure and calls visit(name, text) for each
+/// element whose local name is in names, in document order, with its own text trimmed. Prefixes and
+/// namespaces play no part, and the children of other elements are visited too. Returns false if
+/// the reader found an error, also when visits were made before it.
+bool readElementTexts(const QByteArray &xml, const QStringList &names,
+                      const std::function<void(const QString &name, const QString &text)> &visit);
+
+} // namespace Sondrix
