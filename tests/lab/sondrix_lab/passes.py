@@ -1,0 +1,55 @@
+"""Whole passes of the program, with their time and their output looked at to the letter."""
+
+from __future__ import annotations
+
+import json
+import os
+import subprocess
+import time
+from dataclasses import dataclass
+
+from sondrix_lab.network import Host
+
+PASS_TIMEOUT_SECONDS = 60
+# The windows of a pass, which run out in full whoever answers, and the limits of one fetch. The lab's
+# NDI runtime never makes a program wait.
+WINDOW_SECONDS = {"mdns": 1.2, "ssdp": 0.8, "upnp-dlna": 1.2, "roku": 1.2, "cast": 1.2, "airplay": 1.2,
+                  "nmos": 0.0, "ember": 0.0, "onvif": 1.5, "ndi": 0.0, "sap-aes67": 0.8}
+FETCH_SECONDS = {"upnp-dlna": 1.2, "roku": 1.2, "nmos": 1.5}
+PROVIDERS = tuple(WINDOW_SECONDS)
+
+
+@dataclass(frozen=True)
+class Pass:
+    """One run of the program."""
+
+    report: dict
+    seconds: float
+
+    def rows(self) -> dict[str, tuple[str, str]]:
+        """Status and error of each provider, in the order of the report."""
+        return {row["name"]: (row["status"], row["error"]) for row in self.report["providers"]}
+
+    def device(self, hostname: str) -> dict:
+        found = [device for device in self.report["devices"] if device["hostname"] == hostname]
+        if len(found) != 1:
+            names = [device["hostname"] for device in self.report["devices"]]
+            raise AssertionError(f"{hostname} stands {len(found)} times in {names}")
+        return found[0]
+
+
+def run_pass(host: Host, *options: str, environment: dict[str, str] | None = None) -> Pass:
+    """The run has to end with status 0, one line of JSON, and nothing on standard error."""
+    command = host.command(os.environ["SONDRIX_PROGRAM"], "--scan-once", "--json", *options)
+    # The report comes in the locale's encoding.
+    variables = {**os.environ, "LC_ALL": "C.UTF-8", **(environment or {})}
+    begin = time.monotonic()
+    done = subprocess.run(command, env=variables, stdin=subprocess.DEVNULL, capture_output=True, check=False,
+                          timeout=PASS_TIMEOUT_SECONDS)
+    seconds = time.monotonic() - begin
+    output, errors = done.stdout.decode("utf-8"), done.stderr.decode("utf-8", "replace")
+    if done.returncode or errors:
+        raise AssertionError(f"the pass ended with status {done.returncode}: {errors}")
+    if not output.endswith("}\n") or output.count("\n") != 1:
+        raise AssertionError(f"not one line: {output!r}")
+    return Pass(json.loads(output), seconds)
