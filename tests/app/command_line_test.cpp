@@ -1,8 +1,8 @@
+#include "app/command_line.h"
+
 #include <QCommandLineParser>
 #include <QVector>
 #include <QtTest>
-
-#include "app/command_line.h"
 
 namespace
 {

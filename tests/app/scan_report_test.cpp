@@ -1,8 +1,9 @@
+#include "app/scan_report.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QtTest>
 
-#include "app/scan_report.h"
 #include "core/device_discoverer.h"
 #include "core/device_registry.h"
 #include "core/discovery_manager.h"

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Runs clang-tidy over every C++ file of the project, with the checks of .clang-tidy.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+ensure_packages "${build_packages[@]}" clang-tidy
+build dev
+cd "$project_root"
+run-clang-tidy -quiet -p build/dev "^$project_root/(app|core|discoverers|mdns|tests|benchmarks)/" |
+    sed '/^[0-9]* warnings generated\.$/d; /^Suppressed /d; /^Use -header-filter/d; /^clang-tidy/d; /^$/d'
+echo "clang-tidy found nothing."
