@@ -21,6 +21,8 @@ private slots:
     void cleanup();
     void returnsBody_data();
     void returnsBody();
+    void readsToTheEndOfTheConnection_data();
+    void readsToTheEndOfTheConnection();
     void keepsNulBytes();
     void sendsPlainRequest();
     void sendsTarget_data();
@@ -105,8 +107,6 @@ void HttpFetchTest::returnsBody_data()
         << HttpAnswer{"HTTP/1.1 200\r\nContent-Length: 17\r\n\r\n" + body} << body;
     QTest::newRow("connection kept open")
         << HttpAnswer{"HTTP/1.1 200 OK\r\nContent-Length: 17\r\n\r\n" + body, keepOpen} << body;
-    QTest::newRow("length told by the end alone") << HttpAnswer{"HTTP/1.1 200 OK\r\n\r\n" + body} << body;
-    QTest::newRow("HTTP/1.0") << HttpAnswer{"HTTP/1.0 200 OK\r\n\r\n" + body} << body;
     QTest::newRow("wrong content type")
         << HttpAnswer{"HTTP/1.1 200 OK\r\nContent-Type: image/png\r\nContent-Length: 17\r\n\r\n" + body}
         << body;
@@ -131,6 +131,24 @@ void HttpFetchTest::returnsBody()
     QCOMPARE(fetchHttp(peer.url("/"), roomyLimits(), &error), expected);
     QCOMPARE(error, QString());
     QCOMPARE(peer.requests().size(), 1);
+}
+
+void HttpFetchTest::readsToTheEndOfTheConnection_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::newRow("HTTP/1.1") << QByteArray("HTTP/1.1 200 OK\r\n\r\n" + body);
+    QTest::newRow("HTTP/1.0") << QByteArray("HTTP/1.0 200 OK\r\n\r\n" + body);
+}
+
+/// Without a length Qt may ask once more when the connection ends, so the requests are not counted.
+void HttpFetchTest::readsToTheEndOfTheConnection()
+{
+    QFETCH(QByteArray, answer);
+
+    const HttpPeer peer(HttpAnswer{answer});
+    QString error;
+    QCOMPARE(fetchHttp(peer.url("/"), roomyLimits(), &error), body);
+    QCOMPARE(error, QString());
 }
 
 void HttpFetchTest::keepsNulBytes()
