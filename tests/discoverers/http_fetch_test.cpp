@@ -66,7 +66,7 @@ HttpFetchLimits roomyLimits()
 
 HttpFetchLimits shortLimits()
 {
-    return {250, 1000, QStringLiteral("took too long"), QStringLiteral("was too large")};
+    return {500, 1000, QStringLiteral("took too long"), QStringLiteral("was too large")};
 }
 
 /// What cannot be fetched: it has to give nothing but a text.
