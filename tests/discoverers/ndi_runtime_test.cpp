@@ -51,7 +51,7 @@ private:
 
     QString path(const QString &relative) const;
     QString install(const QString &relative, const QString &library = QStringLiteral("fake_ndi")) const;
-    Result lookFrom(const QString &programDirectory, const QString &currentDirectory) const;
+    Result lookFrom(const QString &programPlace, const QString &currentPlace) const;
     Result look() const;
 
     QScopedPointer<QTemporaryDir> m_root;

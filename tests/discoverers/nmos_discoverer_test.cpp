@@ -522,7 +522,7 @@ void NmosDiscovererTest::walksOnWithoutList()
     const QList<QJsonArray> lists{snapshot.devices, snapshot.sources, snapshot.flows, snapshot.senders,
                                   snapshot.receivers};
     for (int i = 0; i < lists.size(); ++i) {
-        const QByteArray name = resources.at(i + 1);
+        const QByteArray &name = resources.at(i + 1);
         QCOMPARE(lists.at(i), name == resource ? QJsonArray() : array(nodeJson(name)));
     }
 

@@ -578,7 +578,7 @@ void RokuDiscovererTest::reportsPlayerWithoutInfo()
     QCOMPARE(error, QString());
     QCOMPARE(records.size(), 1);
     const QUrl url(QString::fromLatin1(location));
-    const DeviceRecord record = records.first();
+    const DeviceRecord &record = records.first();
     QCOMPARE(record.id, QString::fromLatin1(usn.isEmpty() ? location : usn));
     QCOMPARE(record.displayName, url.host());
     QCOMPARE(record.vendor, QStringLiteral("Roku"));
