@@ -7,6 +7,9 @@
 
 class QLibrary;
 
+namespace Sondrix
+{
+
 /// What a finder is to look for, in the public layout of the NDI SDK.
 struct NDIlib_find_create_t {
     bool show_local_sources;
@@ -19,9 +22,6 @@ struct NDIlib_source_t {
     const char *p_ndi_name;
     const char *p_url_address;
 };
-
-namespace Sondrix
-{
 
 /// The runtime's entry points, each null until it is loaded.
 struct NdiApi {
