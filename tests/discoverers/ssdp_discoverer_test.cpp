@@ -4,7 +4,6 @@
 #include <utility>
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QtTest>
 
