@@ -30,6 +30,16 @@ public:
     /// Copies of all records, in ascending order of their stable keys.
     QList<DeviceRecord> records() const;
 
+    /// Calls visit(key, record) for each record in ascending order of the keys, without a copy. visit
+    /// must not change the registry.
+    template<typename Visitor>
+    void visitRecords(Visitor visit) const
+    {
+        for (auto it = m_records.cbegin(); it != m_records.cend(); ++it) {
+            visit(it.key(), it.value());
+        }
+    }
+
     /// A copy of the record with this key; a default record if there is none.
     DeviceRecord record(const QString &stableKey) const;
 

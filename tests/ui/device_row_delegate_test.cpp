@@ -1,0 +1,168 @@
+#include "ui/device_row_delegate.h"
+
+#include <QHelpEvent>
+#include <QLabel>
+#include <QListView>
+#include <QStringListModel>
+#include <QTextDocument>
+#include <QToolTip>
+#include <QtTest>
+
+namespace
+{
+
+/// A list whose tool tips are its texts.
+class TextModel : public QStringListModel
+{
+public:
+    using QStringListModel::QStringListModel;
+
+    QVariant data(const QModelIndex &index, int role) const override
+    {
+        return QStringListModel::data(index, role == Qt::ToolTipRole ? Qt::DisplayRole : role);
+    }
+};
+
+QLabel *toolTipLabel()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    for (QWidget *window : windows) {
+        if (window->inherits("QTipLabel") && window->isVisible()) {
+            return qobject_cast<QLabel *>(window);
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+class DeviceRowDelegateTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void sizesAreThoseOfAnyList_data();
+    void sizesAreThoseOfAnyList();
+    void remembersTheSizeOfAText();
+    void followsTheFont();
+    void showsToolTipsAsPlainText_data();
+    void showsToolTipsAsPlainText();
+    void showsNoToolTipBesideTheRows();
+};
+
+void DeviceRowDelegateTest::sizesAreThoseOfAnyList_data()
+{
+    QTest::addColumn<QString>("styleSheet");
+
+    QTest::newRow("plain") << QString();
+    QTest::newRow("padded") << QStringLiteral("QListView::item { padding: 3px; }");
+}
+
+void DeviceRowDelegateTest::sizesAreThoseOfAnyList()
+{
+    QFETCH(QString, styleSheet);
+    QStringListModel model({QString(), QStringLiteral("Camera 1 (NDI)"), QStringLiteral("Камера 1"),
+                            QStringLiteral("two\nlines"), QString(300, QLatin1Char('W')),
+                            QStringLiteral("Camera 1 (NDI)")});
+    QListView list;
+    list.setStyleSheet(styleSheet);
+    list.setModel(&model);
+    QList<QSize> expected;
+    for (int row = 0; row < model.rowCount(); ++row) {
+        expected.append(list.sizeHintForIndex(model.index(row)));
+    }
+    DeviceRowDelegate delegate;
+    list.setItemDelegate(&delegate);
+    for (int pass = 0; pass < 2; ++pass) {
+        for (int row = 0; row < model.rowCount(); ++row) {
+            QCOMPARE(list.sizeHintForIndex(model.index(row)), expected.at(row));
+        }
+    }
+}
+
+/// The size belongs to the text, so that a row asks the style anew for another one only.
+void DeviceRowDelegateTest::remembersTheSizeOfAText()
+{
+    QStringListModel model(QStringList(QStringLiteral("Camera 1")));
+    const DeviceRowDelegate delegate;
+    QStyleOptionViewItem option;
+    option.decorationSize = QSize(16, 16);
+    const QSize size = delegate.sizeHint(option, model.index(0));
+    // No row of a device list is told apart by this; it only shows whose size is given back.
+    option.features = QStyleOptionViewItem::HasDecoration | QStyleOptionViewItem::HasCheckIndicator;
+    QCOMPARE(delegate.sizeHint(option, model.index(0)), size);
+    model.setData(model.index(0), QStringLiteral("A camera with a longer name"));
+    QVERIFY(delegate.sizeHint(option, model.index(0)).width() > size.width());
+}
+
+void DeviceRowDelegateTest::followsTheFont()
+{
+    QStringListModel model(QStringList(QStringLiteral("Camera 1")));
+    const DeviceRowDelegate delegate;
+    const QStyledItemDelegate plain;
+    QStyleOptionViewItem option;
+    for (const int pointSize : {9, 30, 9}) {
+        option.font.setPointSize(pointSize);
+        option.fontMetrics = QFontMetrics(option.font);
+        QCOMPARE(delegate.sizeHint(option, model.index(0)), plain.sizeHint(option, model.index(0)));
+    }
+}
+
+void DeviceRowDelegateTest::showsToolTipsAsPlainText_data()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("no tags") << QStringLiteral("Camera 1 (NDI)\nndi\n192.0.2.1");
+    QTest::newRow("angle brackets") << QStringLiteral("a < b & c > d\nndi\n");
+    QTest::newRow("bold name") << QStringLiteral("<b>Camera</b> (NDI)\nndi\n192.0.2.1");
+    QTest::newRow("image") << QStringLiteral("<img src=\"file:///share/x.png\"> (NDI)\nndi\n192.0.2.1");
+    QTest::newRow("entity") << QStringLiteral("<i>&lt;Camera&gt;</i>");
+}
+
+void DeviceRowDelegateTest::showsToolTipsAsPlainText()
+{
+    QFETCH(QString, text);
+    TextModel model;
+    model.setStringList(QStringList(text));
+    QListView list;
+    list.setModel(&model);
+    list.setItemDelegate(new DeviceRowDelegate(&list));
+    list.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&list));
+    const QPoint point = list.visualRect(model.index(0)).center();
+    QHelpEvent event(QEvent::ToolTip, point, list.viewport()->mapToGlobal(point));
+    QApplication::sendEvent(list.viewport(), &event);
+
+    const QLabel *label = toolTipLabel();
+    QVERIFY(label != nullptr);
+    QTextDocument shown;
+    if (Qt::mightBeRichText(label->text())) {
+        shown.setHtml(label->text());
+    } else {
+        shown.setPlainText(label->text());
+    }
+    QCOMPARE(shown.toPlainText(), text);
+    QVERIFY(!label->text().contains(QStringLiteral("<img")));
+    QVERIFY(event.isAccepted());
+    QToolTip::hideText();
+    QTRY_VERIFY(toolTipLabel() == nullptr);
+}
+
+void DeviceRowDelegateTest::showsNoToolTipBesideTheRows()
+{
+    TextModel model;
+    model.setStringList(QStringList(QStringLiteral("Camera 1")));
+    QListView list;
+    list.setModel(&model);
+    list.setItemDelegate(new DeviceRowDelegate(&list));
+    list.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&list));
+    const QPoint below(5, list.viewport()->height() - 2);
+    QVERIFY(!list.indexAt(below).isValid());
+    QHelpEvent event(QEvent::ToolTip, below, list.viewport()->mapToGlobal(below));
+    QApplication::sendEvent(list.viewport(), &event);
+    QVERIFY(toolTipLabel() == nullptr);
+}
+
+QTEST_MAIN(DeviceRowDelegateTest)
+#include "device_row_delegate_test.moc"
