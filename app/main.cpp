@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -11,6 +12,8 @@
 #include "core/device_registry.h"
 #include "core/discovery_config.h"
 #include "core/discovery_manager.h"
+#include "ui/app_theme.h"
+#include "ui/main_window.h"
 
 namespace
 {
@@ -57,15 +60,21 @@ int runConsole(int argc, char **argv)
     return 0;
 }
 
-int runWindow()
+int runWindow(int argc, char **argv)
 {
-    writeLine(stderr, QStringLiteral("This build has no window. Use --scan-once --json for a report."));
-    return 1;
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    const QApplication application(argc, argv);
+    Sondrix::applyApplicationIdentity();
+    applyAppTheme();
+    MainWindow window;
+    window.show();
+    return QApplication::exec();
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    return Sondrix::isConsoleInvocation(argc, argv) ? runConsole(argc, argv) : runWindow();
+    return Sondrix::isConsoleInvocation(argc, argv) ? runConsole(argc, argv) : runWindow(argc, argv);
 }

@@ -115,8 +115,6 @@ private slots:
     void versionGoesToStandardOutput();
     void parserRejects_data();
     void parserRejects();
-    void windowRun_data();
-    void windowRun();
 
     void configurationFails_data();
     void configurationFails();
@@ -263,25 +261,6 @@ void ConsoleProcessTest::parserRejects()
     arguments = noProviders() + arguments;
     const Run result = run(arguments);
     QCOMPARE(result.error, parserError(arguments));
-    QCOMPARE(result.output, QByteArray());
-    QCOMPARE(result.status, 1);
-}
-
-void ConsoleProcessTest::windowRun_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("no arguments") << QStringList();
-    QTest::newRow("capitals") << words("--JSON");
-    QTest::newRow("help") << words("--help");
-    QTest::newRow("configuration file") << words("--config none.json");
-    QTest::newRow("unknown option") << words("--bogus");
-}
-
-void ConsoleProcessTest::windowRun()
-{
-    QFETCH(QStringList, arguments);
-    const Run result = run(arguments);
-    QCOMPARE(result.error, QByteArray("This build has no window. Use --scan-once --json for a report.\n"));
     QCOMPARE(result.output, QByteArray());
     QCOMPARE(result.status, 1);
 }
