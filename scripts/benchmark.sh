@@ -5,8 +5,9 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-ensure_packages "${build_packages[@]}" libbenchmark-dev iproute2
+ensure_packages "${build_packages[@]}" libbenchmark-dev iproute2 fonts-dejavu-core
 build release
 folder=$project_root/build/release/benchmarks
 "$folder/registry_benchmark" "$@"
+"$folder/window_benchmark" "$@"
 "$project_root/tests/private_network.sh" "$folder/pass_benchmark" "$@"

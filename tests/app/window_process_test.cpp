@@ -1,4 +1,4 @@
-#include <QDir>
+#include <QJsonDocument>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QProcess>
@@ -49,6 +49,7 @@ private slots:
 private:
     void start(const QStringList &arguments);
     QByteArray ask(const QByteArray &question);
+    QString shown(const char *part);
     void closeWindow();
 
     QScopedPointer<QTemporaryDir> m_directory; // where the program runs
@@ -106,6 +107,12 @@ QByteArray WindowProcessTest::ask(const QByteArray &question)
     return m_remote->readLine().trimmed();
 }
 
+/// One of the texts that the window shows.
+QString WindowProcessTest::shown(const char *part)
+{
+    return QJsonDocument::fromJson(ask("state"))[QLatin1String(part)].toString();
+}
+
 void WindowProcessTest::closeWindow()
 {
     QCOMPARE(ask("close"), QByteArray("closed"));
@@ -137,7 +144,7 @@ void WindowProcessTest::opensTheWindow()
     if (QTest::currentTestFailed()) {
         return;
     }
-    QCOMPARE(ask("title"), QByteArray("CorvaneTVSondrix - www.corvane.example"));
+    QCOMPARE(shown("title"), QStringLiteral("CorvaneTVSondrix - www.corvane.example"));
     closeWindow();
 }
 
@@ -147,10 +154,10 @@ void WindowProcessTest::searchesByItself()
     if (QTest::currentTestFailed()) {
         return;
     }
-    QCOMPARE(ask("activity"), QByteArray("Ready"));
-    QTRY_COMPARE_WITH_TIMEOUT(ask("activity"), QByteArray("Searching..."), processTimeoutMs);
-    QTRY_COMPARE_WITH_TIMEOUT(ask("activity"), QByteArray("Search complete"), processTimeoutMs);
-    QTRY_COMPARE_WITH_TIMEOUT(ask("activity"), QByteArray("Ready"), processTimeoutMs);
+    QCOMPARE(shown("activity"), QStringLiteral("Ready"));
+    QTRY_COMPARE_WITH_TIMEOUT(shown("activity"), QStringLiteral("Searching..."), processTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(shown("activity"), QStringLiteral("Search complete"), processTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(shown("activity"), QStringLiteral("Ready"), processTimeoutMs);
     closeWindow();
 }
 
@@ -160,7 +167,7 @@ void WindowProcessTest::closesDuringAPass()
     if (QTest::currentTestFailed()) {
         return;
     }
-    QTRY_COMPARE_WITH_TIMEOUT(ask("activity"), QByteArray("Searching..."), processTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(shown("activity"), QStringLiteral("Searching..."), processTimeoutMs);
     closeWindow();
 }
 

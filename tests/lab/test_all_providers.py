@@ -11,54 +11,22 @@ import json
 import os
 from pathlib import Path
 
+from sondrix_lab import studio
 from sondrix_lab.case import LabTestCase
 from sondrix_lab.expect import Device, mdns_endpoint
-from sondrix_lab.media_peers import (SPEAKER_TOOLS, Camera, NdiSource, build_ndi_runtime, ndi_environment,
-                                     speaker_instance, start_camera, start_nmos_node, start_repeated_session,
-                                     start_roku, start_speaker)
-from sondrix_lab.network import Host, Link
-from sondrix_lab.nmos_node import Node
 from sondrix_lab.passes import PROVIDERS, Pass, run_pass
-from sondrix_lab.responders import (Service, SsdpCrowd, SsdpDevice, await_devices, await_services, start_avahi,
-                                    start_minidlna, start_renderer, start_ssdp_simulator, start_zeroconf)
 from sondrix_lab.shape import shape
+from sondrix_lab.studio import (CAMERA, CAMERA_SOURCE, CAMERA_UUID, LIBRARY, NODE, PLAYOUT_SOURCE, RENDERER_TYPE,
+                                ROKU_SERIAL, ROOT_TYPE, SCREEN, SESSION_GROUP, SESSION_NAME, SPEAKER, start_studio)
 
 DOCUMENTS = Path(__file__).resolve().parent.parent.parent / "docs"
 CONFIGURATION = DOCUMENTS / "sample-config.json"
 SAMPLE = DOCUMENTS / "sample-report.json"
 
-CLIENT = "10.77.0.2"
-LIBRARY = "uuid:4d696e69-444c-164e-9d41-0a4d00000003"
-SCREEN = "uuid:7b1ad2c0-5d5f-4c0e-8a32-0a4d00000004"
-ROKU_SERIAL = "X01900AB0005"
-MONITOR = (Service("Nest-Hub-5c1f8d", "_googlecast._tcp", 8009,
-                   ("id=5c1f8d0e7a2b4c3d9e6f0a4d00000006", "fn=Gallery Monitor", "md=Google Nest Hub", "ve=05",
-                    "rs=")),)
-TELEVISION = (
-    Service("Green Room", "_airplay._tcp", 7000,
-            ("deviceid=02:4C:41:42:00:07", "model=AppleTV6,2", "srcvers=377.40.00", "flags=0x244",
-             "features=0x4A7FDFD5,0x3C155FDE", "pi=2e388006-13ba-4041-9a67-25dd4a43d536", "vv=2")),
-    Service("024C41420007@Green Room", "_raop._tcp", 7000, ("am=AppleTV6,2", "tp=UDP", "vn=65537", "vs=377.40.00")))
-SPEAKER_NAME = "Producer Speaker"
-SPEAKER = speaker_instance(SPEAKER_NAME)
-STAGEBOX = (Service("Stagebox", "_netaudio-arc._udp", 4440, ("arcp_vers=2.7.41", "router_vers=4.2.0.9")),
-            Service("Stagebox", "_http._tcp", 80, ("path=/",)))
-CAMERA_UUID = "3fa1fe68-b915-4053-a3e1-0a4d00000010"
-CAMERA = Camera("10.77.0.10", f"urn:uuid:{CAMERA_UUID}", "http://10.77.0.10/onvif/device_service",
-                ("onvif://www.onvif.org/Profile/Streaming", "onvif://www.onvif.org/type/video_encoder",
-                 "onvif://www.onvif.org/name/Studio%20Camera", "onvif://www.onvif.org/location/studio/1"))
-CAMERA_SOURCE = NdiSource("STUDIO-CAMERA (Channel 1)", "10.77.0.10:5961")
-PLAYOUT_SOURCE = NdiSource("PLAYOUT (Programme)", "10.77.0.13:5961", server="10.77.0.14")
-FOREIGN_SOURCE = NdiSource("ELSEWHERE (Programme)", "10.77.0.15:5961", server="10.77.0.16")
-NODE = Node("10.77.0.9", 8080, "Stream Gateway")
 GATEWAY_SEED = "ember://10.77.0.9:9092"
-SESSION_GROUP = "239.69.1.2"
 
 CONTROL = ("controlOnly", ["control"])
 MEDIA = ["audio", "video", "control"]
-RENDERER_TYPE = "urn:schemas-upnp-org:device:MediaRenderer:1"
-SERVER_TYPE = "urn:schemas-upnp-org:device:MediaServer:1"
-ROOT_TYPE = "upnp:rootdevice"
 
 EVERY_KEY = {
     "api": {"enabled": True, "bindAddress": "", "port": 0},
@@ -90,41 +58,19 @@ def expected_fields(**rest: object) -> dict:
 class AllProvidersTest(LabTestCase):
     """Every device stands in the report once, with what all the providers said of it."""
 
-    tools = ("minidlnad", "gmediarender", "gstreamer playback", "zeroconf", "ffmpeg", "cc", *SPEAKER_TOOLS)
+    tools = studio.TOOLS
     result: Pass
 
     @classmethod
     def build(cls) -> None:
-        cls.network.bridge()
-        cls.client = cls.machine("client", CLIENT)
-        start_speaker(cls.machine("speaker", "10.77.0.8"), "speaker", SPEAKER_NAME)
-        start_minidlna(cls.machine("library", "10.77.0.3"), "Clip Library", LIBRARY[5:])
-        start_renderer(cls.machine("screen", "10.77.0.4"), "Lobby Screen", SCREEN[5:])
-        start_roku(cls.machine("player", "10.77.0.5"), "10.77.0.5", "Reception Player", ROKU_SERIAL)
-        start_zeroconf(cls.machine("monitor", "10.77.0.6"), "monitor", ("10.77.0.6",), MONITOR)
-        start_zeroconf(cls.machine("television", "10.77.0.7"), "television", ("10.77.0.7",), TELEVISION)
-        start_nmos_node(cls.machine("gateway", NODE.address), NODE.address, NODE.port, NODE.label)
-        camera = cls.machine("camera", CAMERA.address)
-        start_camera(camera, CAMERA)
-        start_ssdp_simulator(camera, SsdpCrowd((SsdpDevice(CAMERA.address, CAMERA_UUID, (ROOT_TYPE,)),)))
-        start_repeated_session(cls.machine("mixer", "10.77.0.11"), "Main Mix", SESSION_GROUP, CLIENT)
-        start_avahi(cls.machine("stagebox", "10.77.0.12"), "stagebox", STAGEBOX)
-        runtime = cls.client.folder / "ndi"
-        build_ndi_runtime(runtime)
-        environment = ndi_environment(runtime, CAMERA_SOURCE, PLAYOUT_SOURCE, FOREIGN_SOURCE)
-        await_devices(cls.client, f"{LIBRARY}::{ROOT_TYPE}", f"{LIBRARY}::{SERVER_TYPE}",
-                      f"{SCREEN}::{ROOT_TYPE}", f"{SCREEN}::{RENDERER_TYPE}")
-        await_services(cls.client, *MONITOR, *TELEVISION, *STAGEBOX, Service(SPEAKER, "_raop._tcp", 5000))
-        cls.result = run_pass(cls.client, "--config", str(CONFIGURATION), environment=environment)
+        scene = start_studio(cls.network)
+        cls.client = scene.client
+        cls.result = run_pass(cls.client, "--config", str(CONFIGURATION), environment=scene.environment)
         cls.report = cls.result.report
         if "SONDRIX_LAB_REPORT" in os.environ:
             text = json.dumps(cls.report, indent=4, sort_keys=True, ensure_ascii=False)
             text = text.replace(os.uname().release, "6.1.0")
             Path(os.environ["SONDRIX_LAB_REPORT"]).write_text(text + "\n", "utf-8")
-
-    @classmethod
-    def machine(cls, name: str, address: str) -> Host:
-        return cls.network.host(name, Link("lan", (f"{address}/16",), ipv6=False))
 
     def test_rows(self) -> None:
         self.assert_providers(self.report, *PROVIDERS)
@@ -268,13 +214,13 @@ class AllProvidersTest(LabTestCase):
         device_id = f"sap:main mix:{SESSION_GROUP}:5004"
         device = self.result.device(SESSION_GROUP)
         self.assertEqual(fields(device), expected_fields(
-            id=device_id, displayName="Main Mix", addresses=[SESSION_GROUP], provider="sap-aes67", protocol="sap",
+            id=device_id, displayName=SESSION_NAME, addresses=[SESSION_GROUP], provider="sap-aes67", protocol="sap",
             direction="input", mediaKinds=["audio", "metadata"], ttlSeconds=300))
         self.assertEqual(endpoint_rows(device), [
-            (f"{device_id}:rtp", "Main Mix", "rtp", f"rtp://{SESSION_GROUP}:5004", "input", ["audio"], "RTP")])
+            (f"{device_id}:rtp", SESSION_NAME, "rtp", f"rtp://{SESSION_GROUP}:5004", "input", ["audio"], "RTP")])
         stream = {"codec": "L24", "sampleRate": 48000, "channels": 2}
         self.assertEqual(device["endpoints"][0]["metadata"], {**stream, "sdp": device["protocolData"]["sap.sdp"]})
-        self.assert_data(device, {"sap.sessionName": "Main Mix", **{f"aes67.{key}": stream[key] for key in stream}})
+        self.assert_data(device, {"sap.sessionName": SESSION_NAME, **{f"aes67.{key}": stream[key] for key in stream}})
 
     def test_seed_alone(self) -> None:
         device = self.result.device("console.example")

@@ -189,6 +189,7 @@ private slots:
     void paintsTheComboArrowAsATriangle();
     void paintsLists();
     void paintsSelectedText();
+    void paintsTheCurrentRow();
     void paintsMenus();
     void paintsADisabledMenuEntryUnderThePointer();
     void paintsTabs();
@@ -662,6 +663,34 @@ void AppThemeTest::paintsSelectedText()
     const QImage image = imageOf(edit);
     QVERIFY(hasColor(image, QStringLiteral("#2f6feb"), edit.rect()));
     QVERIFY(hasColor(image, QStringLiteral("#ffffff"), edit.rect()));
+}
+
+/// The row that has the keyboard looks like any selected one, and its text stays where it was.
+void AppThemeTest::paintsTheCurrentRow()
+{
+    QStringListModel model(QStringList(QStringLiteral("HHH")));
+    QListView list;
+    list.setFont(largeFont());
+    list.setModel(&model);
+    list.resize(200, 100);
+    list.show();
+    QVERIFY(QTest::qWaitForWindowActive(&list));
+    const QRect row = list.visualRect(model.index(0));
+    const auto leftEdgeOfText = [&](const QString &background) {
+        const QImage image = imageOf(*list.viewport());
+        int x = row.left();
+        while (x < row.right() && colorAt(image, x, row.center().y()) == background) {
+            ++x;
+        }
+        return x;
+    };
+    const int left = leftEdgeOfText(QStringLiteral("#161b22"));
+    QVERIFY(left < row.left() + 20);
+    list.setFocus();
+    list.setCurrentIndex(model.index(0));
+    QVERIFY(list.hasFocus());
+    QCOMPARE(colorAt(imageOf(*list.viewport()), 190, row.center().y()), QStringLiteral("#2f6feb"));
+    QCOMPARE(leftEdgeOfText(QStringLiteral("#2f6feb")), left);
 }
 
 void AppThemeTest::paintsMenus()

@@ -979,7 +979,7 @@ void ProductAdRotatorTest::footer()
 {
     const QVector<Operation> texts = ofKind(painted(*m_rotator), Operation::Text);
     QVERIFY(!texts.isEmpty());
-    const Operation footer = texts.last();
+    const Operation &footer = texts.last();
     QCOMPARE(footer.text, QStringLiteral("Click anywhere to open product details on www.corvane.example"));
     QFont font = m_rotator->font();
     font.setPointSize(8);
@@ -1017,7 +1017,7 @@ void ProductAdRotatorTest::buttons()
     const QVector<Operation> paths = ofKind(painted(*m_rotator), Operation::Path);
     QVERIFY(paths.size() >= 4);
     for (int i = 0; i < 3; ++i) {
-        const Operation button = paths.at(1 + i);
+        const Operation &button = paths.at(1 + i);
         QCOMPARE(button.path, roundedRect(ProductAdRotator::buttonRect(QRectF(1, 1, 698, 103), i), 4));
         QCOMPARE(button.brush, QBrush(QColor(0, 0, 0, 120)));
         QCOMPARE(button.pen,
