@@ -1,6 +1,8 @@
 #include "discoverers/mdns_discoverer.h"
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include <QEventLoop>
 #include <QMap>
@@ -25,16 +27,27 @@ constexpr int defaultTimeoutMs = 1200;
 constexpr int minimumTimeoutMs = 100;
 
 /// What one scan has heard so far. A service counts once by its name and type; the last report of
-/// it wins.
+/// it wins. Ordered containers throughout: their cost does not depend on the names that somebody
+/// picks.
 class ServiceCollection
 {
 public:
-    /// Takes over a service's data. Addresses that are known stay.
-    void update(const QMdnsEngine::Service &service)
+    /// Takes over a service's data. Addresses that are known stay. Returns false, and takes nothing,
+    /// for a new service when there are as many as a scan collects.
+    bool update(const QMdnsEngine::Service &service)
     {
         const QString name = textFromUtf8(service.name());
         const QString type = textFromUtf8(service.type());
-        MdnsServiceEntry &entry = m_entries[name + QLatin1Char('|') + type];
+        const QString key = name + QLatin1Char('|') + type;
+        auto place = m_entries.find(key);
+        if (place == m_entries.end()) {
+            if (m_entries.size() >= MdnsDiscoverer::maximumServices) {
+                return false;
+            }
+            place = m_entries.insert(key, MdnsServiceEntry());
+        }
+        MdnsServiceEntry &entry = place.value();
+        m_keysByHost.erase({entry.hostname, key});
         entry.name = name;
         entry.type = type;
         entry.hostname = textFromUtf8(service.hostname());
@@ -44,14 +57,18 @@ public:
         for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
             entry.attributes.insert(textFromUtf8(it.key()), textFromUtf8(it.value()));
         }
+        m_keysByHost.insert({entry.hostname, key});
+        return true;
     }
 
     /// Adds an address to every service of the host that is collected by now.
     void addAddress(const QString &hostname, const QHostAddress &address)
     {
-        for (MdnsServiceEntry &entry : m_entries) {
-            if (entry.hostname == hostname && !entry.addresses.contains(address)) {
-                entry.addresses.append(address);
+        for (auto it = m_keysByHost.lower_bound({hostname, QString()});
+             it != m_keysByHost.end() && it->first == hostname; ++it) {
+            QList<QHostAddress> &addresses = m_entries[it->second].addresses;
+            if (!addresses.contains(address)) {
+                addresses.append(address);
             }
         }
     }
@@ -66,7 +83,8 @@ public:
     }
 
 private:
-    QMap<QString, MdnsServiceEntry> m_entries; // by name, a vertical bar and type
+    QMap<QString, MdnsServiceEntry> m_entries;          // by name, a vertical bar and type
+    std::set<std::pair<QString, QString>> m_keysByHost; // host name and key of each entry
 };
 
 } // namespace
@@ -99,9 +117,13 @@ QList<DeviceRecord> MdnsDiscoverer::scan(QString *error)
     QSet<QString> lookedUpHosts;
 
     const auto collect = [&](const QMdnsEngine::Service &service) {
-        collection.update(service);
+        if (!collection.update(service)) {
+            return;
+        }
         const QString hostname = textFromUtf8(service.hostname());
-        if (hostname.isEmpty() || lookedUpHosts.contains(hostname)) {
+        // A service that moves from host to host without end must not be followed without end.
+        if (hostname.isEmpty() || lookedUpHosts.contains(hostname) ||
+            lookedUpHosts.size() >= maximumServices) {
             return;
         }
         lookedUpHosts.insert(hostname);

@@ -13,6 +13,11 @@ namespace Sondrix
 class MdnsDiscoverer : public IDeviceDiscoverer
 {
 public:
+    /// How many services one scan collects, and how many hosts it looks up. Far more than a network
+    /// has; it bounds what a flood of invented services can cost. Those that are heard first stay,
+    /// so that a flood does not push out the devices that answered before it.
+    static constexpr int maximumServices = 4096;
+
     explicit MdnsDiscoverer(QObject *parent = nullptr);
 
     QString providerName() const override;

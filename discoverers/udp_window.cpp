@@ -33,6 +33,8 @@ void receiveForWindow(QUdpSocket &socket, int timeoutMs,
 {
     QElapsedTimer elapsed;
     elapsed.start();
+    int handedDatagrams = 0;
+    qint64 handedBytes = 0;
     while (elapsed.elapsed() < timeoutMs) {
         const int wait = std::max(minimumWaitMs, timeoutMs - int(elapsed.elapsed()));
         if (socket.state() != QAbstractSocket::BoundState) {
@@ -47,10 +49,14 @@ void receiveForWindow(QUdpSocket &socket, int timeoutMs,
         while (elapsed.elapsed() < timeoutMs + graceMs && socket.hasPendingDatagrams()) {
             QByteArray datagram(int(std::max<qint64>(0, socket.pendingDatagramSize())), Qt::Uninitialized);
             const qint64 received = socket.readDatagram(datagram.data(), datagram.size());
-            if (received >= 0) {
-                datagram.truncate(int(received));
-                receive(datagram);
+            if (received < 0 || handedDatagrams == maximumWindowDatagrams ||
+                handedBytes + received > maximumWindowBytes) {
+                continue;
             }
+            ++handedDatagrams;
+            handedBytes += received;
+            datagram.truncate(int(received));
+            receive(datagram);
         }
     }
 }

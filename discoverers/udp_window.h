@@ -15,9 +15,15 @@ namespace Sondrix
 /// may be null.
 bool bindSharedIpv4(QUdpSocket &socket, quint16 port, QString *error);
 
-/// Hands every datagram that arrives within timeoutMs milliseconds to receive, in order of arrival.
-/// The window always runs out in full: no datagram and no failure of the socket shortens it. It may
-/// end up to 10 ms late.
+/// What one window hands on at most: many times what the devices of a large network answer. What a
+/// datagram becomes takes some ten times its size, so that this bounds the memory that a flood of
+/// invented answers can cost.
+constexpr int maximumWindowDatagrams = 16384;
+constexpr qint64 maximumWindowBytes = 8 * 1024 * 1024;
+
+/// Hands every datagram that arrives within timeoutMs milliseconds to receive, in order of arrival,
+/// up to the two bounds above; what comes later is read and forgotten. The window always runs out in
+/// full: no datagram and no failure of the socket shortens it. It may end up to 10 ms late.
 void receiveForWindow(QUdpSocket &socket, int timeoutMs,
                       const std::function<void(const QByteArray &datagram)> &receive);
 

@@ -45,6 +45,8 @@ private slots:
     void findsTypeInAnyLetterCase();
     void mapsByItsOwnCatalogue();
     void staysCalmUnderGarbage();
+    void collectsNoMoreThanItsBound();
+    void looksUpNoMoreHostsThanItsBound();
     void remembersNothingBetweenScans();
     void scansInsideAScan();
     void clearsError();
@@ -562,6 +564,68 @@ void MdnsDiscovererTest::staysCalmUnderGarbage()
     QCOMPARE(idsOf(records), QStringList{QStringLiteral("Studio@studio.local.")});
     QCOMPARE(records.first().model, QStringLiteral("X1"));
     QCOMPARE(records.first().addresses, QStringList{QStringLiteral("10.0.0.9")});
+}
+
+void MdnsDiscovererTest::collectsNoMoreThanItsBound()
+{
+    // Two types, because the engine has a bound of its own for each.
+    constexpr int perType = MdnsDiscoverer::maximumServices / 2 + 100;
+    constexpr int perPacket = 100;
+    MdnsResponder responder(studio());
+    int sent = 0;
+    QTimer flood;
+    connect(&flood, &QTimer::timeout, &responder, [&]() {
+        QList<DnsRecord> records;
+        for (const int end = sent + perPacket; sent < end; ++sent) {
+            const DnsName &type = sent % 2 == 0 ? httpType : httpsType;
+            const DnsName instance = DnsName{"A" + QByteArray::number(10000 + sent)} + type;
+            records +=
+                {ptrRecord(type, instance), srvRecord(instance, 80, studioHost), txtRecord(instance, {})};
+        }
+        responder.send(records);
+        if (sent >= 2 * perType) {
+            // What is collected goes on being heard.
+            flood.stop();
+            responder.send({unique(txtRecord(studioHttp, {"md=X2"})), addressRecord(studioHost, "10.0.0.9")});
+        }
+    });
+    // Once the first answers are in, and the second is over for which they hold off a cache flush.
+    QTimer::singleShot(1500, &flood, [&flood]() { flood.start(1); });
+    const QList<DeviceRecord> records = scanWeb(4000);
+    QVERIFY(sent >= 2 * perType);
+    QCOMPARE(records.size(), int(MdnsDiscoverer::maximumServices));
+    QCOMPARE(records.first().displayName, QStringLiteral("A10000"));
+    QCOMPARE(records.last().displayName, QStringLiteral("Studio"));
+    QCOMPARE(records.last().model, QStringLiteral("X2"));
+    QCOMPARE(records.last().addresses, QStringList{QStringLiteral("10.0.0.9")});
+}
+
+void MdnsDiscovererTest::looksUpNoMoreHostsThanItsBound()
+{
+    constexpr int perWakeUp = 10;
+    const DnsName vault = dnsName("Vault._https._tcp.local");
+    const DnsName vaultHost = dnsName("vault.local");
+    MdnsResponder responder(studio());
+    int moves = 0;
+    QTimer flood;
+    connect(&flood, &QTimer::timeout, &responder, [&]() {
+        for (const int end = moves + perWakeUp; moves < end; ++moves) {
+            const DnsName host{"host" + QByteArray::number(moves), "local"};
+            responder.send({unique(srvRecord(studioHttp, 80, host)), addressRecord(host, "10.0.0.10")});
+        }
+        if (moves >= MdnsDiscoverer::maximumServices) {
+            flood.stop();
+            responder.send({ptrRecord(httpsType, vault), srvRecord(vault, 443, vaultHost),
+                            txtRecord(vault, {}), addressRecord(vaultHost, "10.0.0.11")});
+        }
+    });
+    QTimer::singleShot(500, &flood, [&flood]() { flood.start(1); });
+    const QList<DeviceRecord> records = scanWeb(4000);
+    QVERIFY(moves >= MdnsDiscoverer::maximumServices);
+    QCOMPARE(records.size(), 2);
+    QCOMPARE(records.first().addresses, QStringList{QStringLiteral("10.0.0.9")});
+    QCOMPARE(records.first().hostname, QStringLiteral("host%1.local.").arg(moves - 1));
+    QCOMPARE(records.last().addresses, QStringList{QStringLiteral("vault.local.")});
 }
 
 void MdnsDiscovererTest::remembersNothingBetweenScans()

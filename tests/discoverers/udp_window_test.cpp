@@ -32,12 +32,15 @@ private slots:
     void isNoBusyLoopOnClosedSocket();
     void goesOnAfterWaitsThatEndEarly();
     void isNotHeldOpenByAnEndlessSender();
+    void handsOnWithinItsBounds_data();
+    void handsOnWithinItsBounds();
 };
 
 namespace
 {
 
 constexpr int shortWindowMs = 100;
+constexpr int longWindowMs = 5000;     // time for all that a window hands on, on a slow machine too
 constexpr int greatestPayload = 65507; // 65535 less the IPv4 and UDP headers
 
 void sendTo(const QUdpSocket &receiver, const QByteArray &datagram)
@@ -305,6 +308,39 @@ void UdpWindowTest::isNotHeldOpenByAnEndlessSender()
     });
     QVERIFY(count > 1);
     QVERIFY(socket.hasPendingDatagrams());
+}
+
+void UdpWindowTest::handsOnWithinItsBounds_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<int>("count");
+
+    QTest::newRow("large datagrams") << greatestPayload << int(maximumWindowBytes / greatestPayload);
+    QTest::newRow("small datagrams") << 1 << maximumWindowDatagrams;
+    QTest::newRow("empty datagrams") << 0 << maximumWindowDatagrams;
+}
+
+void UdpWindowTest::handsOnWithinItsBounds()
+{
+    QFETCH(int, size);
+    QFETCH(int, count);
+
+    QUdpSocket socket;
+    QVERIFY(bindSharedIpv4(socket, 0, nullptr));
+    QUdpSocket sender;
+    const QByteArray datagram(size, 'x');
+    const auto sendNext = [&] {
+        QCOMPARE(sender.writeDatagram(datagram, QHostAddress::LocalHost, socket.localPort()), qint64(size));
+    };
+    sendNext();
+    int handed = 0;
+    // Each that is handed on brings the next one, until one is not.
+    receiveForWindow(socket, longWindowMs, [&](const QByteArray &) {
+        ++handed;
+        sendNext();
+    });
+    QCOMPARE(handed, count);
+    QVERIFY(!socket.hasPendingDatagrams());
 }
 
 QTEST_GUILESS_MAIN(UdpWindowTest)
