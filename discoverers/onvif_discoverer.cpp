@@ -19,6 +19,7 @@ namespace
 
 constexpr quint16 discoveryPort = 3702; // WS-Discovery, 2.4
 constexpr int defaultTimeoutMs = 1500;
+constexpr int maxEntityCharacters = 32; // keeps one datagram from standing for any number of matches
 
 QString firstHost(const QStringList &urls)
 {
@@ -98,6 +99,7 @@ QList<OnvifProbeMatch> parseProbeMatches(const QByteArray &xml)
     OnvifProbeMatch current;
     bool isInMatch = false;
     QXmlStreamReader reader(xml);
+    reader.setEntityExpansionLimit(maxEntityCharacters);
     const auto text = [&reader] {
         return reader.readElementText(QXmlStreamReader::SkipChildElements).trimmed();
     };

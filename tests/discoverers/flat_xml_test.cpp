@@ -76,6 +76,9 @@ void FlatXmlTest::visits_data()
     row("numbered white space trimmed", "<r><a>&#32;&#10;1&#9;</a></r>", "a=1");
     row("DOCTYPE", "<!DOCTYPE r><r><a>1</a></r>", "a=1");
     row("entity of the document", "<!DOCTYPE r [<!ENTITY e 'x'>]><r><a>&e;y</a></r>", "a=xy");
+    row("entity of a name's length",
+        "<!DOCTYPE r [<!ENTITY e '12345678901234567890123456789012'>]><r><a>&e;</a></r>",
+        "a=12345678901234567890123456789012");
     row("default namespace", "<r xmlns='urn:x'><a>1</a></r>", "a=1");
     row("prefix on every element", "<p:r xmlns:p='urn:x'><p:a>1</p:a><p:b>2</p:b></p:r>", "a=1|b=2");
     row("different namespaces", "<r xmlns='urn:x' xmlns:p='urn:y'><p:a>1</p:a><a>2</a></r>", "a=1|a=2");
@@ -149,6 +152,8 @@ void FlatXmlTest::findsErrors_data()
         }
         bomb += "'>";
     }
+    row("entity that is too large",
+        "<!DOCTYPE r [<!ENTITY e '" + QByteArray(40, 'x') + "'>]><r><a>&e;</a></r>");
     row("entities that grow without measure", bomb + "]><r><a>&e9;</a></r>");
 }
 

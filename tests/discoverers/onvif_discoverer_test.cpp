@@ -352,6 +352,9 @@ void OnvifDiscovererTest::voidsBrokenReplies_data()
     QTest::newRow("broken UTF-8") << QByteArray(good).replace("10.0.0.4", "\xc3(");
     QTest::newRow("unknown encoding") << QByteArray(good).replace("UTF-8", "X-NONE");
     QTest::newRow("declaration behind a blank") << " " + good;
+    QTest::newRow("entity with many matches") << QByteArrayLiteral(
+        "<!DOCTYPE r [<!ENTITY m \"<ProbeMatch><Address>urn:1</Address></ProbeMatch>\">]>"
+        "<r>&m;&m;</r>");
     QTest::newRow("entities that grow without end") << QByteArrayLiteral(
         "<!DOCTYPE r [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\">"
         "<!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\"><!ENTITY d \"&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;\">"
