@@ -34,6 +34,10 @@ bool normalizesTo(const QString &text, const QString &normalized)
     return view.size() == normalized.size();
 }
 
+/// Up to so many endpoint identifiers are compared in place with a stored one; more are looked up, so
+/// that two devices with thousands of endpoints do not take minutes.
+constexpr int fewEndpoints = 16;
+
 /// What of an incoming record is compared with the stored ones, normalised once.
 class Matcher
 {
@@ -50,6 +54,9 @@ public:
             if (!id.isEmpty()) {
                 m_endpointIds.append(id);
             }
+        }
+        if (m_endpointIds.size() > fewEndpoints) {
+            m_manyEndpointIds = QSet<QString>(m_endpointIds.cbegin(), m_endpointIds.cend());
         }
     }
 
@@ -87,6 +94,9 @@ private:
         }
         return std::any_of(
             stored.endpoints.cbegin(), stored.endpoints.cend(), [this](const EndpointRecord &endpoint) {
+                if (!m_manyEndpointIds.isEmpty()) {
+                    return m_manyEndpointIds.contains(normalizedText(endpoint.id));
+                }
                 return std::any_of(m_endpointIds.cbegin(), m_endpointIds.cend(),
                                    [&](const QString &id) { return normalizesTo(endpoint.id, id); });
             });
@@ -98,6 +108,7 @@ private:
     QString m_model;
     QString m_hostname;
     QVector<QString> m_endpointIds;
+    QSet<QString> m_manyEndpointIds; // the same, but only where they are many
 };
 
 void takeIfNotBlank(QString &target, const QString &text)

@@ -1,5 +1,7 @@
 #include "discoverers/nmos_discoverer.h"
 
+#include <QHash>
+
 #include "discoverers/http_fetch.h"
 #include "discoverers/record_building.h"
 
@@ -15,6 +17,21 @@ constexpr int defaultMaxJsonBytes = 1024 * 1024; // room for some thousand resou
 QString stringAt(const QJsonObject &object, const char *key)
 {
     return object.value(QLatin1String(key)).toString();
+}
+
+/// What findById() finds for each id. A list may hold thousands of resources, and to walk it for each
+/// of thousands of senders takes minutes.
+QHash<QString, QJsonObject> firstById(const QJsonArray &array)
+{
+    QHash<QString, QJsonObject> resources;
+    for (const QJsonValue &value : array) {
+        const QJsonObject object = value.toObject();
+        const QString id = stringAt(object, "id");
+        if (!resources.contains(id)) {
+            resources.insert(id, object);
+        }
+    }
+    return resources;
 }
 
 } // namespace
@@ -215,14 +232,16 @@ DeviceRecord recordFromNmosNode(const NmosNodeSnapshot &snapshot)
         record.direction = mergeDirection(record.direction, direction);
         record.mediaKinds |= kinds;
     };
+    const QHash<QString, QJsonObject> flows = firstById(snapshot.flows);
+    const QHash<QString, QJsonObject> sources = firstById(snapshot.sources);
     for (const QJsonValue &value : snapshot.senders) {
         const QJsonObject sender = value.toObject();
         const QString id = stringAt(sender, "id");
         if (id.isEmpty()) {
             continue;
         }
-        const QJsonObject flow = findById(snapshot.flows, stringAt(sender, "flow_id"));
-        const QJsonObject source = findById(snapshot.sources, stringAt(flow, "source_id"));
+        const QJsonObject flow = flows.value(stringAt(sender, "flow_id"));
+        const QJsonObject source = sources.value(stringAt(flow, "source_id"));
         QVariantMap metadata = endpointMetadata(sender, flow, source);
         const QString sdp = snapshot.senderSdp.value(id);
         if (!sdp.isEmpty()) {

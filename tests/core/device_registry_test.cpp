@@ -522,6 +522,15 @@ void DeviceRegistryTest::sameDevice_data()
         << withEndpoints(reportId, {e3, endpointWithId(QStringLiteral(" e2 "))}) << true;
     QTest::newRow("no shared endpoint id")
         << withEndpoints(storedId, {e1, e2}) << withEndpoints(reportId, {e3}) << false;
+    QList<EndpointRecord> many;
+    for (int i = 0; i < 100; ++i) {
+        many.append(endpointWithId(QStringLiteral("Many %1").arg(i)));
+    }
+    QTest::newRow("one shared endpoint id of very many")
+        << withEndpoints(storedId, {url, e1, endpointWithId(QStringLiteral(" mANY 99 "))})
+        << withEndpoints(reportId, many) << true;
+    QTest::newRow("none shared of very many")
+        << withEndpoints(storedId, {url, e1, blankEndpoint}) << withEndpoints(reportId, many) << false;
     QTest::newRow("shared endpoint URL does not count")
         << withEndpoints(storedId, {url}) << withEndpoints(reportId, {url}) << false;
     QTest::newRow("shared endpoint protocol and label do not count")
