@@ -14,27 +14,27 @@ namespace Sondrix
 namespace
 {
 
-/// Reads the body of a reply that is done, or says in *failure why there is none.
-QByteArray bodyOf(QNetworkReply &reply, const HttpFetchLimits &limits, QString *failure)
+constexpr qint64 readBufferBytes = 65536; // what Qt may hold of a body before it is taken
+
+/// Takes what has arrived and keeps it up to the limit; the rest of a body is read and forgotten, so
+/// that a body without end takes time but no memory.
+void takeArrived(QNetworkReply &reply, int maximumBytes, QByteArray *body)
+{
+    const QByteArray arrived = reply.readAll();
+    body->append(arrived.left(maximumBytes - body->size()));
+}
+
+/// Why the body of a reply that is done does not count; empty if it does.
+QString failureOf(QNetworkReply &reply, const HttpFetchLimits &limits, int bodySize)
 {
     if (!reply.isFinished()) {
         reply.abort();
-        *failure = limits.timeoutText;
-        return QByteArray();
+        return limits.timeoutText;
     }
     if (reply.error() != QNetworkReply::NoError) {
-        *failure = reply.errorString();
-        return QByteArray();
+        return reply.errorString();
     }
-    if (limits.oversizeText.isEmpty()) {
-        return reply.read(limits.maximumBytes);
-    }
-    const QByteArray body = reply.read(qint64(limits.maximumBytes) + 1);
-    if (body.size() > limits.maximumBytes) {
-        *failure = limits.oversizeText;
-        return QByteArray();
-    }
-    return body;
+    return bodySize > limits.maximumBytes ? limits.oversizeText : QString();
 }
 
 } // namespace
@@ -47,16 +47,25 @@ QByteArray fetchHttp(const QUrl &url, const HttpFetchLimits &limits, QString *er
     if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")) {
         QNetworkAccessManager manager;
         manager.setProxy(QNetworkProxy::NoProxy); // the devices are on this network
+        // One byte more than is wanted tells that there is more, where that is an error.
+        const int wantedBytes = limits.maximumBytes + (limits.oversizeText.isEmpty() ? 0 : 1);
         QNetworkReply *reply = manager.get(QNetworkRequest(url));
+        reply->setReadBufferSize(readBufferBytes);
         QEventLoop loop;
         QTimer timer;
         timer.setSingleShot(true);
         timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(reply, &QNetworkReply::readyRead, &loop,
+                         [&] { takeArrived(*reply, wantedBytes, &body); });
         QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
         QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
         timer.start(limits.timeoutMs);
         loop.exec();
-        body = bodyOf(*reply, limits, &failure);
+        takeArrived(*reply, wantedBytes, &body);
+        failure = failureOf(*reply, limits, body.size());
+        if (!failure.isEmpty()) {
+            body.clear();
+        }
         reply->deleteLater();
     } else {
         failure = QStringLiteral("Protocol \"%1\" is unknown").arg(url.scheme());

@@ -42,6 +42,7 @@ private slots:
     void limitsSize_data();
     void limitsSize();
     void cutsWithoutOversizeText();
+    void keepsABodyOfManyReads();
     void opensNoOtherScheme_data();
     void opensNoOtherScheme();
     void connectsForNoOtherScheme();
@@ -391,6 +392,23 @@ void HttpFetchTest::cutsWithoutOversizeText()
         const HttpPeer peer(HttpAnswer::ok(QByteArray(size, 'x')));
         QString error;
         QCOMPARE(fetchHttp(peer.url("/"), limits, &error).size(), qMin(size, 1000));
+        QCOMPARE(error, QString());
+    }
+}
+
+void HttpFetchTest::keepsABodyOfManyReads()
+{
+    QByteArray numbers;
+    for (int i = 0; numbers.size() < 3000000; ++i) {
+        numbers += QByteArray::number(i) + ' ';
+    }
+    HttpFetchLimits limits = roomyLimits();
+    for (const int maximum : {1000000, numbers.size()}) {
+        limits.maximumBytes = maximum;
+        limits.oversizeText.clear();
+        const HttpPeer peer(HttpAnswer::ok(numbers));
+        QString error;
+        QVERIFY(fetchHttp(peer.url("/"), limits, &error) == numbers.left(maximum));
         QCOMPARE(error, QString());
     }
 }
