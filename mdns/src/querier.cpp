@@ -261,7 +261,9 @@ void Querier::askForInstances(const QByteArray &serviceType)
     const QList<Record> knownAnswers = m_cache->knownAnswers(serviceType, PTR).mid(0, maximumKnownAnswers);
     for (Record answer : knownAnswers) {
         answer.setFlushCache(false); // RFC 6762, 10.2
-        const int answerSize = pointerSize + recordFieldsSize + sizeOf(answer.target());
+        // Only a name in the same spelling is written as a pointer.
+        const int nameSize = answer.name() == serviceType ? pointerSize : sizeOf(answer.name());
+        const int answerSize = nameSize + recordFieldsSize + sizeOf(answer.target());
         if (size + answerSize > maximumMessageSize) {
             // More answers follow in a message without a question (RFC 6762, 7.2).
             message.setTruncated(true);
