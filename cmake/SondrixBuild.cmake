@@ -38,9 +38,20 @@ else()
 endif()
 
 # Sanitizers have to cover everything that is linked together, so they are set for the directory.
-if(SONDRIX_SANITIZERS)
+if(SONDRIX_SANITIZERS OR SONDRIX_BUILD_FUZZERS)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
+endif()
+
+# What a fuzzer steers by: which branches of the libraries an input reaches, and the assertions of Qt
+# and the standard library, which find what goes wrong without a wrong access to memory.
+if(SONDRIX_BUILD_FUZZERS)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        message(FATAL_ERROR "SONDRIX_BUILD_FUZZERS needs Clang with libFuzzer; "
+            "the compiler is ${CMAKE_CXX_COMPILER_ID}")
+    endif()
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    add_compile_definitions(QT_FORCE_ASSERTS _GLIBCXX_ASSERTIONS)
 endif()
 
 # sondrix_add_library(name sources...): a static library of the project, used by
