@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QJsonDocument>
 #include <QTextStream>
 
 #include "app/command_line.h"
@@ -54,8 +53,7 @@ int runConsole(int argc, char **argv)
     }
     manager.runPass();
     if (parser.isSet(QStringLiteral("json"))) {
-        const QJsonDocument report(Sondrix::buildScanReport(registry, &manager));
-        writeLine(stdout, QString::fromUtf8(report.toJson(QJsonDocument::Compact)));
+        writeLine(stdout, Sondrix::scanReportText(Sondrix::buildScanReport(registry, &manager)));
     }
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "app/scan_report.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 
 #include "core/application_identity.h"
 #include "core/device_registry.h"
@@ -47,6 +48,23 @@ QJsonObject buildScanReport(const DeviceRegistry &registry, const DiscoveryManag
     report.insert(QStringLiteral("devices"), devices);
     report.insert(QStringLiteral("streamlark"), QJsonObject{{QStringLiteral("enabled"), false}});
     return report;
+}
+
+QString scanReportText(const QJsonObject &report)
+{
+    constexpr ushort firstControl = 0x7f; // DEL; what stands below 0x20 is escaped already
+    constexpr ushort lastControl = 0x9f;
+    const QString json = QString::fromUtf8(QJsonDocument(report).toJson(QJsonDocument::Compact));
+    QString text;
+    text.reserve(json.size());
+    for (const QChar c : json) {
+        if (c.unicode() >= firstControl && c.unicode() <= lastControl) {
+            text += QStringLiteral("\\u00") + QString::number(c.unicode(), 16);
+        } else {
+            text += c;
+        }
+    }
+    return text;
 }
 
 } // namespace Sondrix

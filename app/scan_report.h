@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QJsonObject>
+#include <QString>
 
 namespace Sondrix
 {
@@ -12,5 +13,9 @@ class DiscoveryManager;
 /// by direction and status, and one row for each provider. A device that is both input and output
 /// counts as both. With a null manager there are no provider rows and no time of the last scan.
 QJsonObject buildScanReport(const DeviceRegistry &registry, const DiscoveryManager *manager);
+
+/// The report on one line, as it is printed. DEL and the C1 controls, which QJsonDocument writes as
+/// they are, stand there as \u escapes: a terminal would obey them.
+QString scanReportText(const QJsonObject &report);
 
 } // namespace Sondrix

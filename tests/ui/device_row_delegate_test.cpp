@@ -43,10 +43,14 @@ class DeviceRowDelegateTest : public QObject
 private slots:
     void sizesAreThoseOfAnyList_data();
     void sizesAreThoseOfAnyList();
+    void showsTheBeginningOfALongText_data();
+    void showsTheBeginningOfALongText();
+    void sizeOfALongTextIsThatOfItsBeginning();
     void remembersTheSizeOfAText();
     void followsTheFont();
     void showsToolTipsAsPlainText_data();
     void showsToolTipsAsPlainText();
+    void showsTheBeginningOfALongToolTip();
     void showsNoToolTipBesideTheRows();
 };
 
@@ -62,7 +66,7 @@ void DeviceRowDelegateTest::sizesAreThoseOfAnyList()
 {
     QFETCH(QString, styleSheet);
     QStringListModel model({QString(), QStringLiteral("Camera 1 (NDI)"), QStringLiteral("Камера 1"),
-                            QStringLiteral("two\nlines"), QString(300, QLatin1Char('W')),
+                            QStringLiteral("two\nlines"), QString(256, QLatin1Char('W')),
                             QStringLiteral("Camera 1 (NDI)")});
     QListView list;
     list.setStyleSheet(styleSheet);
@@ -78,6 +82,41 @@ void DeviceRowDelegateTest::sizesAreThoseOfAnyList()
             QCOMPARE(list.sizeHintForIndex(model.index(row)), expected.at(row));
         }
     }
+}
+
+void DeviceRowDelegateTest::showsTheBeginningOfALongText_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("shown");
+
+    const QString ellipsis(QChar(0x2026));
+    const QString camera = QString::fromUcs4(U"\U0001F3A5");
+    const auto letters = [](int count) { return QString(count, QLatin1Char('W')); };
+    QTest::newRow("empty") << QString() << QString();
+    QTest::newRow("largest") << letters(256) << letters(256);
+    QTest::newRow("one more") << letters(257) << letters(256) + ellipsis;
+    QTest::newRow("very many") << letters(1000000) << letters(256) + ellipsis;
+    QTest::newRow("pair at the end of the largest") << letters(254) + camera << letters(254) + camera;
+    QTest::newRow("pair before the cut")
+        << letters(254) + camera + letters(1) << letters(254) + camera + ellipsis;
+    QTest::newRow("pair at the cut") << letters(255) + camera << letters(255) + ellipsis;
+}
+
+void DeviceRowDelegateTest::showsTheBeginningOfALongText()
+{
+    QFETCH(QString, text);
+    QTEST(DeviceRowDelegate().displayText(text, QLocale()), "shown");
+}
+
+/// A pile of accents takes Qt minutes to lay out.
+void DeviceRowDelegateTest::sizeOfALongTextIsThatOfItsBeginning()
+{
+    const QString accents(200000, QChar(0x0301));
+    QStringListModel model(
+        {QString(256, QLatin1Char('W')) + accents, QString(256, QLatin1Char('W')) + QChar(0x2026)});
+    const DeviceRowDelegate delegate;
+    const QStyleOptionViewItem option;
+    QCOMPARE(delegate.sizeHint(option, model.index(0)), delegate.sizeHint(option, model.index(1)));
 }
 
 /// The size belongs to the text, so that a row asks the style anew for another one only.
@@ -144,6 +183,25 @@ void DeviceRowDelegateTest::showsToolTipsAsPlainText()
     QCOMPARE(shown.toPlainText(), text);
     QVERIFY(!label->text().contains(QStringLiteral("<img")));
     QVERIFY(event.isAccepted());
+    QToolTip::hideText();
+    QTRY_VERIFY(toolTipLabel() == nullptr);
+}
+
+void DeviceRowDelegateTest::showsTheBeginningOfALongToolTip()
+{
+    TextModel model;
+    model.setStringList(QStringList(QStringLiteral("long ").repeated(1000)));
+    QListView list;
+    list.setModel(&model);
+    list.setItemDelegate(new DeviceRowDelegate(&list));
+    list.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&list));
+    const QPoint point = list.visualRect(model.index(0)).center();
+    QHelpEvent event(QEvent::ToolTip, point, list.viewport()->mapToGlobal(point));
+    QApplication::sendEvent(list.viewport(), &event);
+    const QLabel *label = toolTipLabel();
+    QVERIFY(label != nullptr);
+    QCOMPARE(label->text(), QString(model.stringList().first().left(1024) + QChar(0x2026)));
     QToolTip::hideText();
     QTRY_VERIFY(toolTipLabel() == nullptr);
 }
