@@ -19,6 +19,8 @@ public:
     QList<DeviceRecord> scan(QString *error) override;
 
 private:
+    friend class WindowSoak;
+
     int m_timeoutMs;
 };
 

@@ -24,6 +24,8 @@ public:
     QList<DeviceRecord> scan(QString *error) override;
 
 private:
+    friend class WindowSoak;
+
     int m_timeoutMs;
 };
 

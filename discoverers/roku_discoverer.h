@@ -28,6 +28,8 @@ public:
     QByteArray fetchDeviceInfo(const QUrl &location, QString *error);
 
 private:
+    friend class WindowSoak;
+
     int m_timeoutMs;
 };
 

@@ -27,6 +27,8 @@ public:
     QByteArray fetchDescription(const QUrl &url, QString *error);
 
 private:
+    friend class WindowSoak;
+
     int m_timeoutMs;
     int m_maxDescriptionBytes;
 };

@@ -62,7 +62,9 @@ class Window:
         program = Path(os.environ["SONDRIX_PROGRAM"])
         runtime = self.host.folder / "runtime"
         address = str(self.host.folder / "window")
-        environment = {**self.environment, "LC_ALL": "C.UTF-8", "TZ": "UTC", "QT_QPA_PLATFORM": "xcb",
+        # Neither a desktop's message bus nor its graphics driver has a part in the window.
+        environment = {**self.environment, "DBUS_SESSION_BUS_ADDRESS": f"unix:path={runtime}/no-bus",
+                       "QT_XCB_GL_INTEGRATION": "none", "LC_ALL": "C.UTF-8", "TZ": "UTC", "QT_QPA_PLATFORM": "xcb",
                        "QT_PLUGIN_PATH": str((program / PLUGINS).resolve()),
                        "QT_QPA_GENERIC_PLUGINS": f"windowremote:{address}", "XDG_RUNTIME_DIR": str(runtime)}
         runtime.mkdir(mode=0o700)
