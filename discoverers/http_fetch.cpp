@@ -55,13 +55,14 @@ QByteArray fetchHttp(const QUrl &url, const HttpFetchLimits &limits, QString *er
         QTimer timer;
         timer.setSingleShot(true);
         timer.setTimerType(Qt::PreciseTimer);
-        QObject::connect(reply, &QNetworkReply::readyRead, &loop,
-                         [&] { takeArrived(*reply, wantedBytes, &body); });
+        // What this refers to lives as long as the loop.
+        const auto take = [&] { takeArrived(*reply, wantedBytes, &body); };
+        QObject::connect(reply, &QNetworkReply::readyRead, &loop, take);
         QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
         QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
         timer.start(limits.timeoutMs);
         loop.exec();
-        takeArrived(*reply, wantedBytes, &body);
+        take();
         failure = failureOf(*reply, limits, body.size());
         if (!failure.isEmpty()) {
             body.clear();

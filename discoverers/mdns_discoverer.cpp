@@ -128,10 +128,12 @@ QList<DeviceRecord> MdnsDiscoverer::scan(QString *error)
         }
         lookedUpHosts.insert(hostname);
         const auto *resolver = new QMdnsEngine::Resolver(&server, service.hostname(), &cache, &loop);
-        QObject::connect(resolver, &QMdnsEngine::Resolver::resolved, &loop,
-                         [&collection, hostname](const QHostAddress &address) {
-                             collection.addAddress(hostname, address);
-                         });
+        // Resolver and collection live as long as this call.
+        QObject::connect(
+            resolver, &QMdnsEngine::Resolver::resolved, &loop,
+            [&collection, hostname](const QHostAddress &address) { // clazy:exclude=lambda-in-connect
+                collection.addAddress(hostname, address);
+            });
     };
     for (const MdnsServiceType &row : qAsConst(m_services)) {
         const auto *browser = new QMdnsEngine::Browser(&server, row.serviceType.toUtf8(), &cache, &loop);

@@ -19,7 +19,7 @@ bool bindSharedIpv4(QUdpSocket &socket, quint16 port, QString *error);
 /// datagram becomes takes some ten times its size, so that this bounds the memory that a flood of
 /// invented answers can cost.
 constexpr int maximumWindowDatagrams = 16384;
-constexpr qint64 maximumWindowBytes = 8 * 1024 * 1024;
+constexpr qint64 maximumWindowBytes = qint64(8) * 1024 * 1024;
 
 /// Hands every datagram that arrives within timeoutMs milliseconds to receive, in order of arrival,
 /// up to the two bounds above; what comes later is read and forgotten. The window always runs out in

@@ -83,14 +83,15 @@ UpnpDescription parseUpnpDescription(const QByteArray &xml)
         {QStringLiteral("serviceType"), &description.serviceTypes},
         {QStringLiteral("controlURL"), &description.controlUrls},
     };
-    const bool isWellFormed =
-        readElementTexts(xml, scalars.keys() + lists.keys(), [&](const QString &name, const QString &text) {
-            if (QString *scalar = scalars.value(name)) {
-                *scalar = text;
-            } else if (!text.isEmpty()) {
-                lists.value(name)->append(text);
-            }
-        });
+    QStringList names = scalars.keys();
+    names += lists.keys();
+    const bool isWellFormed = readElementTexts(xml, names, [&](const QString &name, const QString &text) {
+        if (QString *scalar = scalars.value(name)) {
+            *scalar = text;
+        } else if (!text.isEmpty()) {
+            lists.value(name)->append(text);
+        }
+    });
     return isWellFormed ? description : UpnpDescription();
 }
 

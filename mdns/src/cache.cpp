@@ -86,9 +86,9 @@ private:
 
     /// The records of one name and type.
     struct RecordSet {
-        Entries staying; // in the order in which they were last heard
-        Entries leaving; // those that a goodbye or a cache flush lets expire
-        std::map<QByteArray, EntryRef> byData;
+        Entries staying;                       // in the order in which they were last heard
+        Entries leaving;                       // those that a goodbye or a cache flush lets expire
+        std::map<QByteArray, EntryRef> byData; // cppcheck-suppress unusedStructMember ; used by refresh()
     };
 
     void refresh(RecordSet *set, EntryRef entry, const Record &record);

@@ -193,8 +193,8 @@ void ServerPrivate::read(Channel *channel)
 void ServerPrivate::send(const Message &message)
 {
     const QByteArray packet = packetOf(message);
-    Channel &channel = message.address().protocol() == QAbstractSocket::IPv6Protocol ? m_ipv6 : m_ipv4;
     if (!packet.isEmpty()) {
+        Channel &channel = message.address().protocol() == QAbstractSocket::IPv6Protocol ? m_ipv6 : m_ipv4;
         channel.send(packet, message.address(), message.port());
     }
 }

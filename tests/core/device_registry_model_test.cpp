@@ -14,7 +14,6 @@ using Sondrix::DeviceRecord;
 using Sondrix::DeviceRegistry;
 using Sondrix::Direction;
 using Sondrix::EndpointRecord;
-using Sondrix::MediaKind;
 using Sondrix::MediaKinds;
 
 namespace
@@ -614,7 +613,7 @@ void DeviceRegistryModelTest::compareState()
     QCOMPARE(keys, m_model.keys());
     QVERIFY2(areRecordsEqual, "a record differs, or does not stand under its own key");
     QVERIFY(!keys.contains(QString()));
-    QVERIFY(std::adjacent_find(keys.cbegin(), keys.cend(), std::greater_equal<QString>()) == keys.cend());
+    QVERIFY(std::adjacent_find(keys.cbegin(), keys.cend(), std::greater_equal<>()) == keys.cend());
     const QList<DeviceRecord> records = m_registry->records();
     QVERIFY(std::equal(records.cbegin(), records.cend(), keys.cbegin(), keys.cend(),
                        [](const DeviceRecord &record, const QString &key) {
