@@ -34,6 +34,37 @@ QLabel *toolTipLabel()
     return nullptr;
 }
 
+/// A list with one row, and the pointer resting there.
+class HoveredList
+{
+public:
+    explicit HoveredList(const QString &text)
+    {
+        m_model.setStringList(QStringList(text));
+        m_list.setModel(&m_model);
+        m_list.setItemDelegate(new DeviceRowDelegate(&m_list));
+        m_list.show();
+    }
+
+    bool isExposed() { return QTest::qWaitForWindowExposed(&m_list); }
+    QPoint row() const { return m_list.visualRect(m_model.index(0)).center(); }
+    QPoint below() const { return QPoint(5, m_list.viewport()->height() - 2); }
+    bool hasRowAt(const QPoint &point) const { return m_list.indexAt(point).isValid(); }
+
+    /// Whether the list took the request for a tool tip as its own.
+    bool askForToolTip(const QPoint &point)
+    {
+        QHelpEvent event(QEvent::ToolTip, point, m_list.viewport()->mapToGlobal(point));
+        event.ignore();
+        QApplication::sendEvent(m_list.viewport(), &event);
+        return event.isAccepted();
+    }
+
+private:
+    TextModel m_model;
+    QListView m_list;
+};
+
 } // namespace
 
 class DeviceRowDelegateTest : public QObject
@@ -161,16 +192,9 @@ void DeviceRowDelegateTest::showsToolTipsAsPlainText_data()
 void DeviceRowDelegateTest::showsToolTipsAsPlainText()
 {
     QFETCH(QString, text);
-    TextModel model;
-    model.setStringList(QStringList(text));
-    QListView list;
-    list.setModel(&model);
-    list.setItemDelegate(new DeviceRowDelegate(&list));
-    list.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&list));
-    const QPoint point = list.visualRect(model.index(0)).center();
-    QHelpEvent event(QEvent::ToolTip, point, list.viewport()->mapToGlobal(point));
-    QApplication::sendEvent(list.viewport(), &event);
+    HoveredList list(text);
+    QVERIFY(list.isExposed());
+    QVERIFY(list.askForToolTip(list.row()));
 
     const QLabel *label = toolTipLabel();
     QVERIFY(label != nullptr);
@@ -182,43 +206,29 @@ void DeviceRowDelegateTest::showsToolTipsAsPlainText()
     }
     QCOMPARE(shown.toPlainText(), text);
     QVERIFY(!label->text().contains(QStringLiteral("<img")));
-    QVERIFY(event.isAccepted());
     QToolTip::hideText();
     QTRY_VERIFY(toolTipLabel() == nullptr);
 }
 
 void DeviceRowDelegateTest::showsTheBeginningOfALongToolTip()
 {
-    TextModel model;
-    model.setStringList(QStringList(QStringLiteral("long ").repeated(1000)));
-    QListView list;
-    list.setModel(&model);
-    list.setItemDelegate(new DeviceRowDelegate(&list));
-    list.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&list));
-    const QPoint point = list.visualRect(model.index(0)).center();
-    QHelpEvent event(QEvent::ToolTip, point, list.viewport()->mapToGlobal(point));
-    QApplication::sendEvent(list.viewport(), &event);
+    const QString text = QStringLiteral("long ").repeated(1000);
+    HoveredList list(text);
+    QVERIFY(list.isExposed());
+    QVERIFY(list.askForToolTip(list.row()));
     const QLabel *label = toolTipLabel();
     QVERIFY(label != nullptr);
-    QCOMPARE(label->text(), QString(model.stringList().first().left(1024) + QChar(0x2026)));
+    QCOMPARE(label->text(), QString(text.left(1024) + QChar(0x2026)));
     QToolTip::hideText();
     QTRY_VERIFY(toolTipLabel() == nullptr);
 }
 
 void DeviceRowDelegateTest::showsNoToolTipBesideTheRows()
 {
-    TextModel model;
-    model.setStringList(QStringList(QStringLiteral("Camera 1")));
-    QListView list;
-    list.setModel(&model);
-    list.setItemDelegate(new DeviceRowDelegate(&list));
-    list.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&list));
-    const QPoint below(5, list.viewport()->height() - 2);
-    QVERIFY(!list.indexAt(below).isValid());
-    QHelpEvent event(QEvent::ToolTip, below, list.viewport()->mapToGlobal(below));
-    QApplication::sendEvent(list.viewport(), &event);
+    HoveredList list(QStringLiteral("Camera 1"));
+    QVERIFY(list.isExposed());
+    QVERIFY(!list.hasRowAt(list.below()));
+    list.askForToolTip(list.below());
     QVERIFY(toolTipLabel() == nullptr);
 }
 
