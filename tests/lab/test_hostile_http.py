@@ -128,7 +128,8 @@ class HostileHttpCase(LabTestCase):
         self.assertGreaterEqual(self.result.seconds, limits)
         limits += sum(FETCH_SECONDS[name] for name in self.may_hold_up)
         limits += self.extra_seconds * len(self.held_up + self.may_hold_up)
-        self.assertLessEqual(self.result.own_seconds, limits + MARGIN_SECONDS)
+        if not has_sanitizers():  # under which the program cannot keep up with a peer
+            self.assertLessEqual(self.result.own_seconds, limits + MARGIN_SECONDS)
 
     def assert_small(self) -> None:
         if has_sanitizers():

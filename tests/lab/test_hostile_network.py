@@ -133,7 +133,9 @@ class HostileNetworkTest(LabTestCase):
         windows = sum(WINDOW_SECONDS[name] for name in self.result.rows())
         self.assertGreaterEqual(self.result.seconds, windows)
         # Four processes of the flood and the responders may leave the program no processor; that is not its delay.
-        self.assertLessEqual(self.result.own_seconds, windows + MARGIN_SECONDS)
+        # Under the sanitizers it cannot keep up with the flood.
+        if not has_sanitizers():
+            self.assertLessEqual(self.result.own_seconds, windows + MARGIN_SECONDS)
 
     def test_memory(self) -> None:
         if has_sanitizers():
