@@ -92,11 +92,14 @@ private:
         if (m_endpointIds.isEmpty()) {
             return false;
         }
+        if (!m_manyEndpointIds.isEmpty()) {
+            return std::any_of(stored.endpoints.cbegin(), stored.endpoints.cend(),
+                               [this](const EndpointRecord &endpoint) {
+                                   return m_manyEndpointIds.contains(normalizedText(endpoint.id));
+                               });
+        }
         return std::any_of(
             stored.endpoints.cbegin(), stored.endpoints.cend(), [this](const EndpointRecord &endpoint) {
-                if (!m_manyEndpointIds.isEmpty()) {
-                    return m_manyEndpointIds.contains(normalizedText(endpoint.id));
-                }
                 return std::any_of(m_endpointIds.cbegin(), m_endpointIds.cend(),
                                    [&](const QString &id) { return normalizesTo(endpoint.id, id); });
             });
