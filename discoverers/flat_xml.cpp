@@ -5,20 +5,11 @@
 namespace Sondrix
 {
 
-namespace
-{
-
-/// The largest text that an entity may stand for. A reference to one takes three characters or more,
-/// so that this is what keeps a small document from growing without measure.
-constexpr int maxEntityCharacters = 32;
-
-} // namespace
-
 bool readElementTexts(const QByteArray &xml, const QStringList &names,
                       const std::function<void(const QString &name, const QString &text)> &visit)
 {
     QXmlStreamReader reader(xml);
-    reader.setEntityExpansionLimit(maxEntityCharacters);
+    reader.setEntityExpansionLimit(maximumEntityCharacters);
     while (!reader.atEnd()) {
         if (reader.readNext() != QXmlStreamReader::StartElement) {
             continue;

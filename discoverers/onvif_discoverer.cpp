@@ -7,6 +7,7 @@
 #include <QUrl>
 #include <QXmlStreamReader>
 
+#include "discoverers/flat_xml.h"
 #include "discoverers/record_building.h"
 #include "discoverers/text.h"
 #include "discoverers/udp_window.h"
@@ -19,7 +20,6 @@ namespace
 
 constexpr quint16 discoveryPort = 3702; // WS-Discovery, 2.4
 constexpr int defaultTimeoutMs = 1500;
-constexpr int maxEntityCharacters = 32; // keeps one datagram from standing for any number of matches
 
 QString firstHost(const QStringList &urls)
 {
@@ -99,7 +99,7 @@ QList<OnvifProbeMatch> parseProbeMatches(const QByteArray &xml)
     OnvifProbeMatch current;
     bool isInMatch = false;
     QXmlStreamReader reader(xml);
-    reader.setEntityExpansionLimit(maxEntityCharacters);
+    reader.setEntityExpansionLimit(maximumEntityCharacters);
     const auto text = [&reader] {
         return reader.readElementText(QXmlStreamReader::SkipChildElements).trimmed();
     };
