@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import contextlib
 import ctypes
-import json
 from xml.sax.saxutils import escape
 
 from sondrix_lab.case import LabTestCase
@@ -12,7 +11,7 @@ from sondrix_lab.http_host import Page
 from sondrix_lab.media_peers import (Camera, Site, build_ndi_runtime, ndi_environment, start_camera, start_http,
                                      start_nmos_node, start_roku, take_sap_port)
 from sondrix_lab.network import Host, Link
-from sondrix_lab.passes import FETCH_SECONDS, PROVIDERS, WINDOW_SECONDS, Pass, run_pass
+from sondrix_lab.passes import FETCH_SECONDS, PROVIDERS, WINDOW_SECONDS, Pass, run_pass, write_configuration
 from sondrix_lab.responders import SsdpCrowd, SsdpDevice, start_ssdp_simulator
 from sondrix_lab.roku_player import device_info
 
@@ -109,12 +108,7 @@ class FailuresTest(LabTestCase):
     @classmethod
     def run_pass(cls, *providers: str, nmos: tuple[str, ...] = (), environment: dict[str, str] | None = None) -> Pass:
         """A pass with only these providers, and these NMOS nodes."""
-        flags = ("mdns", "ssdp", "upnpDlna", "roku", "cast", "airplay", "nmos", "ember", "onvif", "ndi", "sapAes67")
-        chosen = {flag: name in providers for flag, name in zip(flags, PROVIDERS)}
-        configuration = cls.client.folder / "sondrix.json"
-        configuration.write_text(json.dumps({
-            "discovery": {"activeProbingEnabled": True, "providers": chosen},
-            "manualSeeds": {"nmosRegistries": [node_url(address) for address in nmos]}}), "utf-8")
+        configuration = write_configuration(cls.client, providers, [node_url(address) for address in nmos])
         return run_pass(cls.client, "--config", str(configuration), environment=environment)
 
     @classmethod

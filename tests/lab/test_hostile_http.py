@@ -11,7 +11,7 @@ from sondrix_lab.http_host import Page
 from sondrix_lab.measured_pass import MeasuredPass, has_sanitizers, print_figures, run_measured_pass
 from sondrix_lab.media_peers import Site, start_http, start_nmos_node
 from sondrix_lab.network import Host, Link
-from sondrix_lab.passes import FETCH_SECONDS, PROVIDERS, WINDOW_SECONDS
+from sondrix_lab.passes import FETCH_SECONDS, PROVIDERS, WINDOW_SECONDS, write_configuration
 from sondrix_lab.responders import SsdpCrowd, SsdpDevice, start_ssdp_simulator
 
 RENDERER_TYPE = "urn:schemas-upnp-org:device:MediaRenderer:1"
@@ -104,23 +104,15 @@ class HostileHttpCase(LabTestCase):
         devices = [SsdpDevice(address, address, (RENDERER_TYPE,)) for address in renderers]
         devices += [SsdpDevice(address, address, (ROKU_TARGET,)) for address in players]
         start_ssdp_simulator(cls.crowd, SsdpCrowd(tuple(devices)))
-        cls.result = run_measured_pass(cls.client, "--config", str(cls.configuration(nodes)))
+        seeds = [f"http://{address}:{PORT}{NODE_PATH}" for address in nodes]
+        configuration = write_configuration(cls.client, nmos=seeds)
+        cls.result = run_measured_pass(cls.client, "--config", str(configuration))
         cls.report = cls.result.report
         print_figures(cls.result)
 
     @classmethod
     def prepare(cls, secret: Path) -> None:
         """Fills in what depends on a file of the client."""
-
-    @classmethod
-    def configuration(cls, nodes: list[str]) -> Path:
-        """Every provider on."""
-        flags = ("mdns", "ssdp", "upnpDlna", "roku", "cast", "airplay", "nmos", "ember", "onvif", "ndi", "sapAes67")
-        path = cls.client.folder / "sondrix.json"
-        path.write_text(json.dumps({
-            "discovery": {"activeProbingEnabled": True, "providers": dict.fromkeys(flags, True)},
-            "manualSeeds": {"nmosRegistries": [f"http://{address}:{PORT}{NODE_PATH}" for address in nodes]}}), "utf-8")
-        return path
 
     def assert_pass(self) -> None:
         """All windows run out, and each fetch that is held up runs into its limit, and no further."""

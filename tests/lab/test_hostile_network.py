@@ -13,7 +13,7 @@ from sondrix_lab.measured_pass import MeasuredPass, has_sanitizers, print_figure
 from sondrix_lab.media_peers import Camera, start_camera, start_nmos_node, start_repeated_session, start_roku
 from sondrix_lab.network import Host, Link, udp_counter
 from sondrix_lab.nmos_node import Node
-from sondrix_lab.passes import PROVIDERS, WINDOW_SECONDS
+from sondrix_lab.passes import PROVIDERS, WINDOW_SECONDS, write_configuration
 from sondrix_lab.responders import (Service, await_devices, await_services, start_avahi, start_minidlna,
                                     start_renderer, start_zeroconf)
 
@@ -67,7 +67,7 @@ class HostileNetworkTest(LabTestCase):
         await_devices(cls.client, f"{LIBRARY}::{ROOT_TYPE}", f"{LIBRARY}::{SERVER_TYPE}",
                       f"{SCREEN}::{ROOT_TYPE}", f"{SCREEN}::{RENDERER_TYPE}")
         await_services(cls.client, MONITOR, STAGEBOX)
-        configuration = cls.configuration()
+        configuration = write_configuration(cls.client, nmos=[f"http://{NODE_ADDRESS}:8080/x-nmos/node/v1.3"])
         cls.start_flood()
         received, lost = (udp_counter(cls.client, name) for name in ("InDatagrams", "RcvbufErrors"))
         begin = time.monotonic()
@@ -82,16 +82,6 @@ class HostileNetworkTest(LabTestCase):
     @classmethod
     def machine(cls, name: str, address: str) -> Host:
         return cls.network.host(name, Link("lan", (f"{address}/16",), ipv6=False))
-
-    @classmethod
-    def configuration(cls) -> Path:
-        """Every provider on."""
-        flags = ("mdns", "ssdp", "upnpDlna", "roku", "cast", "airplay", "nmos", "ember", "onvif", "ndi", "sapAes67")
-        path = cls.client.folder / "sondrix.json"
-        path.write_text(json.dumps({
-            "discovery": {"activeProbingEnabled": True, "providers": dict.fromkeys(flags, True)},
-            "manualSeeds": {"nmosRegistries": [f"http://{NODE_ADDRESS}:8080/x-nmos/node/v1.3"]}}), "utf-8")
-        return path
 
     @classmethod
     def start_flood(cls) -> None:

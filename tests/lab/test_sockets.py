@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import json
 import os
 import subprocess
 import time
@@ -11,7 +10,7 @@ from sondrix_lab.case import LabTestCase
 from sondrix_lab.http_host import Page
 from sondrix_lab.media_peers import Site, start_http
 from sondrix_lab.network import Link
-from sondrix_lab.passes import FETCH_SECONDS, WINDOW_SECONDS
+from sondrix_lab.passes import FETCH_SECONDS, WINDOW_SECONDS, write_configuration
 from sondrix_lab.responders import SsdpCrowd, SsdpDevice, start_ssdp_simulator
 from sondrix_lab.sap_relay import SAP_PORT
 from sondrix_lab.sockets import Sighting, watch_sockets
@@ -95,13 +94,9 @@ class SocketsTest(LabTestCase):
         self.assertLessEqual(max(sighting.last for sighting in sightings), latest)
         self.assert_sockets(sightings, {"mDNS, udp": 3, "mDNS, udp6": 3, "search": 3, "connection": 1})
 
-    def test_console_with_every_provider(self) -> None:
-        flags = ("mdns", "ssdp", "upnpDlna", "roku", "cast", "airplay", "nmos", "ember", "onvif", "ndi", "sapAes67")
-        configuration = self.client.folder / "sondrix.json"
-        configuration.write_text(json.dumps({
-            "discovery": {"activeProbingEnabled": True, "providers": dict.fromkeys(flags, True)}}), "utf-8")
+    def test_console_with_write_configuration(self) -> None:
         begin = time.monotonic()
-        process = self.start("--scan-once", "--json", "--config", str(configuration))
+        process = self.start("--scan-once", "--json", "--config", str(write_configuration(self.client)))
         sightings, looks = watch_sockets(process.pid, begin, lambda: process.poll() is not None)
         self.assertEqual(process.returncode, 0)
         self.assertGreater(looks, 100)

@@ -6,7 +6,9 @@ import json
 import os
 import subprocess
 import time
+from collections.abc import Sequence
 from dataclasses import dataclass
+from pathlib import Path
 
 from sondrix_lab.network import Host
 
@@ -17,6 +19,8 @@ WINDOW_SECONDS = {"mdns": 1.2, "ssdp": 0.8, "upnp-dlna": 1.2, "roku": 1.2, "cast
                   "nmos": 0.0, "ember": 0.0, "onvif": 1.5, "ndi": 0.0, "sap-aes67": 0.8}
 FETCH_SECONDS = {"upnp-dlna": 1.2, "roku": 1.2, "nmos": 1.5}
 PROVIDERS = tuple(WINDOW_SECONDS)
+# The same providers, as a configuration file calls them.
+PROVIDER_KEYS = ("mdns", "ssdp", "upnpDlna", "roku", "cast", "airplay", "nmos", "ember", "onvif", "ndi", "sapAes67")
 
 
 @dataclass(frozen=True)
@@ -36,6 +40,15 @@ class Pass:
             names = [device["hostname"] for device in self.report["devices"]]
             raise AssertionError(f"{hostname} stands {len(found)} times in {names}")
         return found[0]
+
+
+def write_configuration(host: Host, providers: Sequence[str] = PROVIDERS, nmos: Sequence[str] = ()) -> Path:
+    """A configuration file of the host with these providers on, and these NMOS nodes by their URLs."""
+    chosen = {key: name in providers for key, name in zip(PROVIDER_KEYS, PROVIDERS)}
+    path = host.folder / "sondrix.json"
+    path.write_text(json.dumps({"discovery": {"activeProbingEnabled": True, "providers": chosen},
+                                "manualSeeds": {"nmosRegistries": list(nmos)}}), "utf-8")
+    return path
 
 
 def run_pass(host: Host, *options: str, environment: dict[str, str] | None = None) -> Pass:
