@@ -36,6 +36,7 @@ private slots:
     void reportsMissingHost();
     void timesOut_data();
     void timesOut();
+    void endsWithTheProgram();
     void survivesEndlessHeader();
     void survivesBrokenChunks_data();
     void survivesBrokenChunks();
@@ -316,6 +317,24 @@ void HttpFetchTest::timesOut()
     QVERIFY(elapsed.elapsed() >= shortLimits().timeoutMs);
     QCOMPARE(error, shortLimits().timeoutText);
     QCOMPARE(peer.requests().size(), 1);
+}
+
+/// A window that is closed must not wait for a host that is silent.
+void HttpFetchTest::endsWithTheProgram()
+{
+    const HttpPeer peer(HttpAnswer::silence());
+    QByteArray fetched = body;
+    QString error;
+    QElapsedTimer elapsed;
+    QTimer::singleShot(0, this, [&] {
+        QTimer::singleShot(100, this, &QCoreApplication::quit);
+        elapsed.start();
+        fetched = fetchHttp(peer.url("/"), roomyLimits(), &error);
+    });
+    QCoreApplication::exec();
+    QVERIFY(elapsed.elapsed() < roomyLimits().timeoutMs);
+    QCOMPARE(fetched, QByteArray());
+    QCOMPARE(error, roomyLimits().timeoutText);
 }
 
 /// Whether Qt stops reading such a header or the time runs out, is Qt's affair.
