@@ -13,13 +13,13 @@ find build/coverage -name '*.gcda' -delete
 ctest --preset coverage "$@" >&2
 
 # Branches that only an exception takes, out of memory most of all, are not counted: Qt throws none.
-report=(gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches)
+report=(gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches
+    --exclude-directories '.*CompilerIdCXX')
 "${report[@]}" --json build/coverage/coverage.json "${folders[@]/#/--filter=}" build/coverage >&2
 "${report[@]}" --add-tracefile build/coverage/coverage.json --txt build/coverage/uncovered.txt >&2
 echo "| Folder | Lines | Branches |"
 echo "|---|---|---|"
 for folder in "${folders[@]}"; do
     "${report[@]}" --add-tracefile build/coverage/coverage.json --filter "$folder/" --print-summary --txt /dev/null |
-        awk -v folder="$folder" '/^lines/ { lines = $2 " " $3 " " $4 " " $5 } /^branches/ { branches = $2 " " $3 " " $4 " " $5 }
-            END { print "| `" folder "/` | " lines " | " branches " |" }'
+        sed -n 's/^lines: //p; s/^branches: //p' | paste -s -d '|' | sed "s#.*#| \`$folder/\` | & |#; s#)|#) | #"
 done

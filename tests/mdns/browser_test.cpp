@@ -429,6 +429,18 @@ private slots:
         QCOMPARE(setup.removed.size(), 0);
     }
 
+    void asksNotForWhatNobodyWaitsFor()
+    {
+        Setup setup;
+        const Browser other(&setup.server, "_ndi._tcp.local.", &setup.cache);
+        setup.server.deliver({cameraPtr(), cameraSrv(80, 1), cameraTxt()});
+        setup.browser.reset();
+        QVERIFY(setup.isCached(camera));
+        setup.server.sent.clear();
+        QTest::qWait(1200); // past the end of the record's time to live
+        QCOMPARE(setup.server.timesAsked(camera, SRV), 0);
+    }
+
     void asksAgainForAFadingInstanceOnceASecond()
     {
         Setup setup;
@@ -629,6 +641,21 @@ private slots:
         // A real device that answers behind the flood still gets in.
         setup.server.deliver({cameraPtr(), cameraSrv(), cameraTxt()});
         QCOMPARE(setup.added.constLast(), cameraService());
+    }
+
+    /// The packet that changes the oldest instance also brings the one that takes its place.
+    void forgetsAnInstanceThatHasJustChanged()
+    {
+        Setup setup;
+        setup.server.deliver({cameraPtr(), cameraSrv(), cameraTxt()});
+        for (int i = 1; i < maximumInstances; ++i) {
+            setup.server.deliver({MdnsTest::ptr(httpType, QByteArray::number(i) + "._http._tcp.local.")});
+        }
+        QCOMPARE(setup.removed.size(), 0);
+        setup.server.deliver({cameraSrv(8080), MdnsTest::ptr(httpType, "Last._http._tcp.local.")});
+        QCOMPARE(setup.updated.size(), 0);
+        QCOMPARE(setup.removed.size(), 1);
+        QCOMPARE(setup.removed.constFirst().name(), QByteArray("Camera"));
     }
 
     void manyServicesInOnePacket()
