@@ -1,6 +1,7 @@
 #include "core/device_registry.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include <QHash>
 #include <QSet>
@@ -12,31 +13,40 @@ namespace Sondrix
 namespace
 {
 
-/// Whether normalizedText(text) equals normalized, without building it unless the text holds
+/// Whether the text's lower-cased form equals lowered, without building it unless the text holds
 /// characters beyond ASCII. Lower-casing keeps ASCII characters in their places and turns no
 /// character into nothing, so that a difference between ASCII characters decides. The comparison
 /// goes backwards, because the identifiers of like devices begin alike.
-bool normalizesTo(const QString &text, const QString &normalized)
+bool lowersTo(QStringView text, const QString &lowered)
 {
-    const QStringView view = QStringView(text).trimmed();
-    const QChar *stored = view.end();
-    const QChar *wanted = normalized.cend();
-    for (qsizetype left = std::min<qsizetype>(view.size(), normalized.size()); left > 0; --left) {
+    const QChar *stored = text.end();
+    const QChar *wanted = lowered.cend();
+    for (qsizetype left = std::min<qsizetype>(text.size(), lowered.size()); left > 0; --left) {
         const ushort c = (--stored)->unicode();
         if (c >= 0x80) {
-            return view.toString().toLower() == normalized;
+            return text.toString().toLower() == lowered;
         }
-        const ushort lowered = c >= 'A' && c <= 'Z' ? ushort(c + ('a' - 'A')) : c;
-        if (lowered != (--wanted)->unicode()) {
+        const ushort lower = c >= 'A' && c <= 'Z' ? ushort(c + ('a' - 'A')) : c;
+        if (lower != (--wanted)->unicode()) {
             return false;
         }
     }
-    return view.size() == normalized.size();
+    return text.size() == lowered.size();
+}
+
+/// Whether normalizedText(text) equals normalized.
+bool normalizesTo(const QString &text, const QString &normalized)
+{
+    return lowersTo(QStringView(text).trimmed(), normalized);
 }
 
 /// Up to so many endpoint identifiers are compared in place with a stored one; more are looked up, so
 /// that two devices with thousands of endpoints do not take minutes.
 constexpr int fewEndpoints = 16;
+
+/// So many protocol details of one device are kept, many times what any protocol has: over the answers
+/// of a peer that invents new ones for each they would add up.
+constexpr int maximumProtocolDetails = 1024;
 
 /// What of an incoming record is compared with the stored ones, normalised once.
 class Matcher
@@ -139,14 +149,11 @@ QDateTime laterOf(const QDateTime &a, const QDateTime &b)
 
 void mergeAddresses(QStringList &target, const QStringList &incoming)
 {
-    QSet<QString> seen;
-    for (const QString &address : qAsConst(target)) {
-        seen.insert(address.toLower());
-    }
     for (const QString &address : incoming) {
         const QString lowered = address.toLower();
-        if (!seen.contains(lowered)) {
-            seen.insert(lowered);
+        const bool isKnown = std::any_of(target.cbegin(), target.cend(),
+                                         [&](const QString &known) { return lowersTo(known, lowered); });
+        if (!isKnown) {
             target.append(address);
         }
     }
@@ -167,21 +174,90 @@ void mergeEndpoint(EndpointRecord &target, const EndpointRecord &incoming)
     }
 }
 
-/// Endpoints without a key are appended with each report; those with one keep their place.
-void mergeEndpoints(QList<EndpointRecord> &target, const QList<EndpointRecord> &incoming)
+/// Whether the stored endpoint's key is that of the wanted one, whose identifier is given normalised too.
+bool hasKeyOf(const EndpointRecord &stored, const EndpointRecord &wanted, const QString &wantedId)
+{
+    return wantedId.isEmpty() ? endpointStableKey(stored) == endpointStableKey(wanted)
+                              : normalizesTo(stored.id, wantedId);
+}
+
+/// The places in the list of the endpoints with a key, the last of those with the same. A few wanted ones
+/// are looked for in place, and nothing else is told.
+QHash<QString, int> positionsOf(const QList<EndpointRecord> &endpoints, const QList<EndpointRecord> &wanted)
 {
     QHash<QString, int> positions;
-    for (int i = 0; i < target.size(); ++i) {
-        const QString key = endpointStableKey(target.at(i));
+    const auto insert = [&](const QString &key, int position) {
         if (!key.isEmpty()) {
-            positions.insert(key, i);
+            positions.insert(key, position);
+        }
+    };
+    if (wanted.size() > fewEndpoints) {
+        for (int i = 0; i < endpoints.size(); ++i) {
+            insert(endpointStableKey(endpoints.at(i)), i);
+        }
+        return positions;
+    }
+    for (const EndpointRecord &one : wanted) {
+        const QString id = normalizedText(one.id);
+        const auto last =
+            std::find_if(endpoints.crbegin(), endpoints.crend(),
+                         [&](const EndpointRecord &endpoint) { return hasKeyOf(endpoint, one, id); });
+        if (last != endpoints.crend()) {
+            insert(endpointStableKey(one), int(endpoints.crend() - last) - 1);
         }
     }
+    return positions;
+}
+
+bool showTheSame(const QDateTime &a, const QDateTime &b)
+{
+    return a.isValid() == b.isValid() && (!a.isValid() || a == b);
+}
+
+bool showTheSame(const QVariantMap &a, const QVariantMap &b)
+{
+    return (a.isEmpty() && b.isEmpty()) || a.isSharedWith(b) ||
+           QJsonObject::fromVariantMap(a) == QJsonObject::fromVariantMap(b);
+}
+
+/// Whether the JSON forms are equal.
+bool showTheSame(const EndpointRecord &a, const EndpointRecord &b)
+{
+    const auto plain = [](const EndpointRecord &endpoint) {
+        return std::tie(endpoint.id, endpoint.label, endpoint.protocol, endpoint.url, endpoint.direction,
+                        endpoint.mediaKinds, endpoint.transport);
+    };
+    return plain(a) == plain(b) && showTheSame(a.lastSeen, b.lastSeen) && showTheSame(a.metadata, b.metadata);
+}
+
+/// Whether the JSON forms are equal, but for the endpoints and the two times that each report moves.
+bool showTheSameBesidesEndpoints(const DeviceRecord &a, const DeviceRecord &b)
+{
+    const auto plain = [](const DeviceRecord &record) {
+        return std::tie(record.id, record.displayName, record.vendor, record.model, record.serial,
+                        record.firmware, record.hostname, record.addresses, record.provider, record.protocol,
+                        record.direction, record.mediaKinds, record.protocolData, record.requiresAuth,
+                        record.online, record.ttlSeconds);
+    };
+    return plain(a) == plain(b) && showTheSame(a.firstSeen, b.firstSeen);
+}
+
+/// Endpoints without a key are appended with each report; those with one keep their place. Returns
+/// whether the list's JSON form has changed.
+bool mergeEndpoints(QList<EndpointRecord> &target, const QList<EndpointRecord> &incoming)
+{
+    const int sizeBefore = target.size();
+    QHash<QString, int> positions = positionsOf(target, incoming);
+    QHash<int, EndpointRecord> before; // of those that are merged into
     for (const EndpointRecord &endpoint : incoming) {
         const QString key = endpointStableKey(endpoint);
         const auto known = positions.constFind(key);
         if (known != positions.cend()) {
-            mergeEndpoint(target[known.value()], endpoint);
+            EndpointRecord &stored = target[known.value()];
+            if (!before.contains(known.value())) {
+                before.insert(known.value(), stored);
+            }
+            mergeEndpoint(stored, endpoint);
             continue;
         }
         if (!key.isEmpty()) {
@@ -189,45 +265,67 @@ void mergeEndpoints(QList<EndpointRecord> &target, const QList<EndpointRecord> &
         }
         target.append(endpoint);
     }
+    if (target.size() > sizeBefore) {
+        return true;
+    }
+    return std::any_of(before.keyBegin(), before.keyEnd(), [&](int position) {
+        return !showTheSame(before.value(position), target.at(position));
+    });
 }
 
-DeviceRecord mergeRecords(const DeviceRecord &existing, const DeviceRecord &incoming)
+/// What is incoming holds. Qt's object keeps the room of a value that another has replaced, and of what
+/// differs in each report that would add up: so the object is built anew.
+void mergeProtocolData(QJsonObject &target, const QJsonObject &incoming)
 {
-    DeviceRecord merged = existing;
-    takeIfNotBlank(merged.id, incoming.id);
-    takeIfNotBlank(merged.displayName, incoming.displayName);
-    takeIfNotBlank(merged.vendor, incoming.vendor);
-    takeIfNotBlank(merged.model, incoming.model);
-    takeIfNotBlank(merged.serial, incoming.serial);
-    takeIfNotBlank(merged.firmware, incoming.firmware);
-    takeIfNotBlank(merged.hostname, incoming.hostname);
-    takeIfNotBlank(merged.provider, incoming.provider);
-    takeIfNotBlank(merged.protocol, incoming.protocol);
-    mergeAddresses(merged.addresses, incoming.addresses);
-    merged.direction = mergeDirection(existing.direction, incoming.direction);
-    merged.mediaKinds |= incoming.mediaKinds;
-    merged.requiresAuth = existing.requiresAuth || incoming.requiresAuth;
-    merged.online = incoming.online;
+    bool hasNews = false;
+    for (auto it = incoming.constBegin(); it != incoming.constEnd() && !hasNews; ++it) {
+        hasNews = target.value(it.key()) != it.value();
+    }
+    if (!hasNews) {
+        return;
+    }
+    QJsonObject merged;
+    for (auto it = target.constBegin(); it != target.constEnd(); ++it) {
+        const auto newer = incoming.constFind(it.key());
+        merged.insert(it.key(), newer == incoming.constEnd() ? it.value() : newer.value());
+    }
+    for (auto it = incoming.constBegin(); it != incoming.constEnd() && merged.size() < maximumProtocolDetails;
+         ++it) {
+        if (!target.contains(it.key())) {
+            merged.insert(it.key(), it.value());
+        }
+    }
+    target = merged;
+}
+
+/// Merges in place, so that the endpoints are not copied. Returns whether the device has changed: whether
+/// its JSON form has, but for the two times at its top level.
+bool mergeInto(DeviceRecord &target, const DeviceRecord &incoming)
+{
+    DeviceRecord before = target;
+    before.endpoints.clear();
+    takeIfNotBlank(target.id, incoming.id);
+    takeIfNotBlank(target.displayName, incoming.displayName);
+    takeIfNotBlank(target.vendor, incoming.vendor);
+    takeIfNotBlank(target.model, incoming.model);
+    takeIfNotBlank(target.serial, incoming.serial);
+    takeIfNotBlank(target.firmware, incoming.firmware);
+    takeIfNotBlank(target.hostname, incoming.hostname);
+    takeIfNotBlank(target.provider, incoming.provider);
+    takeIfNotBlank(target.protocol, incoming.protocol);
+    mergeAddresses(target.addresses, incoming.addresses);
+    target.direction = mergeDirection(target.direction, incoming.direction);
+    target.mediaKinds |= incoming.mediaKinds;
+    target.requiresAuth = target.requiresAuth || incoming.requiresAuth;
+    target.online = incoming.online;
     if (incoming.ttlSeconds > 0) {
-        merged.ttlSeconds = incoming.ttlSeconds;
+        target.ttlSeconds = incoming.ttlSeconds;
     }
-    mergeEndpoints(merged.endpoints, incoming.endpoints);
-    for (auto it = incoming.protocolData.constBegin(); it != incoming.protocolData.constEnd(); ++it) {
-        merged.protocolData.insert(it.key(), it.value());
-    }
-    merged.firstSeen = earlierOf(existing.firstSeen, incoming.firstSeen);
-    merged.lastSeen = laterOf(existing.lastSeen, incoming.lastSeen);
-    return merged;
-}
-
-/// What a report has to alter for a device to count as changed: anything that its JSON form shows
-/// but the two times at its top level.
-QJsonObject comparableForm(const DeviceRecord &record)
-{
-    QJsonObject form = deviceToJson(record);
-    form.remove(QStringLiteral("lastSeen"));
-    form.remove(QStringLiteral("lastChanged"));
-    return form;
+    mergeProtocolData(target.protocolData, incoming.protocolData);
+    target.firstSeen = earlierOf(target.firstSeen, incoming.firstSeen);
+    target.lastSeen = laterOf(target.lastSeen, incoming.lastSeen);
+    const bool endpointsChanged = mergeEndpoints(target.endpoints, incoming.endpoints);
+    return endpointsChanged || !showTheSameBesidesEndpoints(before, target);
 }
 
 } // namespace
@@ -262,19 +360,16 @@ QString DeviceRegistry::addOrUpdate(const DeviceRecord &record)
         return key;
     }
 
-    const DeviceRecord previous = m_records.value(existingKey);
-    DeviceRecord merged = mergeRecords(previous, incoming);
-    const bool changed = comparableForm(previous) != comparableForm(merged);
-    merged.lastChanged = changed ? now : previous.lastChanged;
+    DeviceRecord merged = m_records.take(existingKey);
+    if (mergeInto(merged, incoming)) {
+        merged.lastChanged = now;
+    }
 
     QString newKey = deviceStableKey(merged);
     if (newKey.isEmpty()) {
         newKey = existingKey;
     }
-    if (newKey != existingKey) {
-        // The device moves to a better key; for the listeners that is an update, not a removal.
-        m_records.remove(existingKey);
-    }
+    // A device that moves to a better key is updated for the listeners, not removed.
     m_records.insert(newKey, merged);
     emit deviceUpdated(merged);
     return newKey;

@@ -422,7 +422,8 @@ private:
             record.addresses +=
                 oneOf({"10.0.0.1", "10.0.0.2", "10.0.0.3", "FE80::1", "fe80::1", " 10.0.0.1"});
         }
-        for (int count = below(3); count > 0; --count) {
+        // Now and then more than the registry looks for one by one.
+        for (int count = oneIn(50) ? 15 + below(5) : below(3); count > 0; --count) {
             record.endpoints += endpoint();
         }
         record.direction = direction();

@@ -221,6 +221,7 @@ private slots:
     void mergeTtl_data();
     void mergeTtl();
     void mergeProtocolData();
+    void keepsSoManyProtocolDetails();
     void mergeTimes_data();
     void mergeTimes();
     void lastChanged_data();
@@ -984,6 +985,36 @@ void DeviceRegistryTest::mergeProtocolData()
     QCOMPARE(registry.record(key).protocolData, expected);
 }
 
+/// A peer that makes up new ones with each answer does not fill the memory.
+void DeviceRegistryTest::keepsSoManyProtocolDetails()
+{
+    constexpr int maximum = 1024;
+    constexpr int perReport = 400;
+    DeviceRegistry registry;
+    DeviceRecord record = device(QStringLiteral("a"));
+    QString key;
+    for (int report = 0; report < 4; ++report) {
+        record.protocolData = QJsonObject{{QStringLiteral("report"), report}};
+        for (int i = 0; i < perReport; ++i) {
+            record.protocolData.insert(QString::number(report * perReport + i), i);
+        }
+        key = registry.addOrUpdate(record);
+    }
+    QJsonObject details = registry.record(key).protocolData;
+    QCOMPARE(details.size(), maximum);
+    QCOMPARE(details.value(QStringLiteral("0")), QJsonValue(0));
+    QCOMPARE(details.value(QStringLiteral("report")), QJsonValue(3)); // what is there is still replaced
+
+    record.id = QStringLiteral("b");
+    record.protocolData = QJsonObject();
+    for (int i = 0; i < 2 * maximum; ++i) {
+        record.protocolData.insert(QString::number(i), i);
+    }
+    registry.addOrUpdate(record);
+    key = registry.addOrUpdate(record);
+    QCOMPARE(registry.record(key).protocolData, record.protocolData); // one answer alone is taken whole
+}
+
 void DeviceRegistryTest::mergeTimes_data()
 {
     QTest::addColumn<QDateTime>("stored");
@@ -1072,6 +1103,15 @@ void DeviceRegistryTest::lastChanged_data()
         [](DeviceRecord &record) { record.endpoints.first().mediaKinds = MediaKind::metadata; });
     row("endpoint metadata", true,
         [](DeviceRecord &record) { record.endpoints.first().metadata.insert(QStringLiteral("x"), 2); });
+    row("type of endpoint metadata", true, [](DeviceRecord &record) {
+        record.endpoints.first().metadata.insert(QStringLiteral("x"), QStringLiteral("1"));
+    });
+    row("endpoint that is told once more in between", false, [](DeviceRecord &record) {
+        EndpointRecord other = record.endpoints.first();
+        other.transport = QStringLiteral("other");
+        record.endpoints.first().transport = QStringLiteral("TCP");
+        record.endpoints = {other, record.endpoints.first()};
+    });
     row("later endpoint sighting", true,
         [](DeviceRecord &record) { record.endpoints.first().lastSeen = past(10); });
     row("earlier endpoint sighting", false,
@@ -1093,6 +1133,7 @@ void DeviceRegistryTest::lastChanged()
     EndpointRecord endpoint = endpointWithId(QStringLiteral("E1"));
     endpoint.direction = Direction::input;
     endpoint.mediaKinds = MediaKind::video;
+    endpoint.transport = QStringLiteral("TCP");
     endpoint.metadata.insert(QStringLiteral("x"), 1);
     endpoint.lastSeen = past();
     record.endpoints = {endpoint};
