@@ -8,7 +8,7 @@ import time
 from pathlib import Path
 
 from sondrix_lab.case import LabTestCase
-from sondrix_lab.flood import PROBE
+from sondrix_lab.flood import CROWDED_ADDRESS, PROBE
 from sondrix_lab.measured_pass import MeasuredPass, has_sanitizers, print_figures, run_measured_pass
 from sondrix_lab.media_peers import Camera, start_camera, start_nmos_node, start_repeated_session, start_roku
 from sondrix_lab.network import Host, Link, udp_counter
@@ -136,6 +136,11 @@ class HostileNetworkTest(LabTestCase):
         """The flood got as far as the report, so that what is not there of it was weighed and found bad."""
         invented = [device for device in self.report["devices"] if "invented" in device["id"].lower()]
         self.assertGreater(len(invented), 1000)
+
+    def test_device_that_never_ends(self) -> None:
+        device = self.result.device(CROWDED_ADDRESS)
+        self.assertGreater(len(device["endpoints"]), 100)
+        self.assertEqual(len(device["protocolData"]), 1024)
 
     def test_media_server_with_its_description(self) -> None:
         self.assert_found(LIBRARY_ADDRESS, LIBRARY, "Clip Library", "upnp")

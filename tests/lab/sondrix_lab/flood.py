@@ -40,6 +40,9 @@ MDNS_MESSAGES_PER_LARGE = 100
 DATAGRAMS_PER_INVENTION = 3
 INVENTED_SERVICES = 1000
 INVENTED_ANSWERS = 100
+# At this address stands one device that answers with ever new names and ever new headers.
+CROWDED_ADDRESS = "10.83.0.1"
+CROWDED_ANSWERS, CROWDED_HEADERS = 1000, 100
 # Each of them makes the program fetch a description, one after the other.
 INVENTED_LOCATIONS = 3
 PROBE = "probe"
@@ -98,6 +101,12 @@ def invented_answer(number: int, target: str, location: str) -> bytes:
     return "\r\n".join([*lines, *([f"LOCATION: {location}"] if location else []), "", ""]).encode("ascii")
 
 
+def crowded_answer(number: int, target: str) -> bytes:
+    headers = "".join(f"X-{number}-{each}: {number}\r\n" for each in range(CROWDED_HEADERS))
+    return (f"HTTP/1.1 200 OK\r\nST: {target}\r\nUSN: uuid:crowded-{number}\r\n"
+            f"LOCATION: http://{CROWDED_ADDRESS}/\r\n{headers}\r\n").encode("ascii")
+
+
 def answer_stream(source: random.Random, target: str, address: str) -> Datagrams:
     """Answers to a search; those to a provider that follows them lead nowhere but for a handful."""
     def location(number: int) -> str:
@@ -109,8 +118,10 @@ def answer_stream(source: random.Random, target: str, address: str) -> Datagrams
     large = [many_headers, b"HTTP/1.1 200 OK\r\nUSN: uuid:x" + b"x" * LARGEST_DATAGRAM,
              b"no line ends here " * 4000, b":\n" * (LARGEST_DATAGRAM // 2), source.randbytes(LARGEST_DATAGRAM)]
     small = [datagram for datagram in ssdp_datagrams(source) if len(datagram) < 2000]
-    return stream([*small, b""], [datagram[:LARGEST_DATAGRAM] for datagram in large],
-                  [invented_answer(each, target, location(each)) for each in range(INVENTED_ANSWERS)])
+    inventions = [invented_answer(each, target, location(each)) for each in range(INVENTED_ANSWERS)]
+    if target not in FETCHING_TARGETS:
+        inventions += [crowded_answer(each, target) for each in range(CROWDED_ANSWERS)]
+    return stream([*small, b""], [datagram[:LARGEST_DATAGRAM] for datagram in large], inventions)
 
 
 def invented_match(number: int) -> bytes:
