@@ -25,12 +25,9 @@ bool isConsoleInvocation(int argc, const char *const *argv)
            hasArgument(argc, argv, "--json");
 }
 
-void configureParser(QCommandLineParser &parser)
+QList<QCommandLineOption> commandLineOptions()
 {
-    parser.setApplicationDescription(QStringLiteral("CorvaneTVSondrix discovery service"));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOptions({
+    return {
         {QStringLiteral("headless"), QStringLiteral("Run without creating windows.")},
         {QStringLiteral("api-port"), QStringLiteral("REST API port. Use 0 for a random free port."),
          QStringLiteral("port"), QStringLiteral("45870")},
@@ -46,7 +43,15 @@ void configureParser(QCommandLineParser &parser)
          QStringLiteral("providers")},
         {QStringLiteral("interfaces"), QStringLiteral("Limit discovery to interface addresses."),
          QStringLiteral("addresses")},
-    });
+    };
+}
+
+void configureParser(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(QStringLiteral("CorvaneTVSondrix discovery service"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions(commandLineOptions());
 }
 
 } // namespace Sondrix

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QList>
+
+class QCommandLineOption;
 class QCommandLineParser;
 
 namespace Sondrix
@@ -13,7 +16,10 @@ bool hasArgument(int argc, const char *const *argv, const char *name);
 /// is asked before an application object exists, because the two kinds of run build different ones.
 bool isConsoleInvocation(int argc, const char *const *argv);
 
-/// Gives the parser its description and all options of the program.
+/// The program's own options, in the order in which help lists them.
+QList<QCommandLineOption> commandLineOptions();
+
+/// Gives the parser its description, help, version and all options of the program.
 void configureParser(QCommandLineParser &parser);
 
 } // namespace Sondrix

@@ -4,7 +4,8 @@ project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake ninja-build qtbase5-dev)
 test_packages=(iproute2 util-linux python3 python3-zeroconf avahi-daemon minidlna gmediarender gstreamer1.0-plugins-base shairport-sync ffmpeg
-    dbus-daemon dbus-bin xvfb xdotool fonts-dejavu-core)
+    dbus-daemon dbus-bin xvfb xdotool fonts-dejavu-core python3-jsonschema desktop-file-utils appstream man-db groff
+    bash-completion zsh fish lintian dpkg-dev)
 
 say() { echo "$*" >&2; }
 

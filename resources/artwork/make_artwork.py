@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Draws the application icon and the eight product banners.
 
-    make_artwork.py [folder of the resources]
+    make_artwork.py [folder of the resources [folder of the desktop's icons]]
 
 Each picture is composed as SVG here and rendered by rsvg-convert (package librsvg2-bin). The icon
 is 1024 by 1024. A banner is 1920 by 105: its motif stands in the left 150 pixels, which the window
@@ -16,6 +16,8 @@ from pathlib import Path
 
 BANNER_WIDTH, BANNER_HEIGHT = 1920, 105
 ICON_SIZE = 1024
+# What a desktop and an installer want of the icon, beside the drawing itself.
+DESKTOP_ICON_SIZES = (16, 24, 32, 48, 64, 128, 256, 512)
 
 
 def polyline(points, colour, width, opacity=1.0, extra=""):
@@ -438,16 +440,21 @@ BANNERS = {
 }
 
 
-def render(svg, target):
+def render(svg, target, size=None):
     target.parent.mkdir(parents=True, exist_ok=True)
-    subprocess.run(["rsvg-convert", "--output", str(target)], input=svg.encode(), check=True)
+    scaled = ["--width", str(size), "--height", str(size)] if size else []
+    subprocess.run(["rsvg-convert", *scaled, "--output", str(target)], input=svg.encode(), check=True)
 
 
 def main():
     resources = Path(sys.argv[1]) if len(sys.argv) > 1 else Path(__file__).resolve().parent.parent
+    icons = Path(sys.argv[2]) if len(sys.argv) > 2 else resources.parent / "packaging" / "icons"
     render(icon(), resources / "sondrix" / "sondrix_icon_512x512.png")
     for name, draw in BANNERS.items():
         render(draw(), resources / "adbackgrounds" / f"adbackground_{name}.png")
+    for size in DESKTOP_ICON_SIZES:
+        render(icon(), icons / f"{size}.png", size)
+    (icons / "scalable.svg").write_text(icon(), "utf-8")
 
 
 if __name__ == "__main__":

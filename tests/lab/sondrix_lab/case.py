@@ -8,6 +8,7 @@ from sondrix_lab import sandbox
 from sondrix_lab.expect import Device
 from sondrix_lab.network import Host, Network
 from sondrix_lab.responders import missing_tools
+from sondrix_lab.schema import faults
 
 
 class LabTestCase(unittest.TestCase):
@@ -21,7 +22,7 @@ class LabTestCase(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls) -> None:
-        reason = sandbox.obstacle() or missing_tools(cls.tools)
+        reason = sandbox.obstacle() or missing_tools(("jsonschema", *cls.tools))
         if not reason and not sandbox.is_inside():
             reason = "outside of a sandbox; start it with python3 -m sondrix_lab"
         if reason:
@@ -33,6 +34,8 @@ class LabTestCase(unittest.TestCase):
         except RuntimeError as problem:
             logs = "\n".join(f"{host.name}:\n{host.logs()}" for host in cls.network.hosts)
             raise RuntimeError(f"{problem}\n{logs}") from problem
+        if found := faults(cls.report) if hasattr(cls, "report") else []:
+            raise AssertionError("\n".join(["the report is not what its schema says:", *found]))
 
     @classmethod
     def build(cls) -> None:

@@ -21,6 +21,7 @@ TOOLS = {
     "avahi-daemon": (lambda: shutil.which("avahi-daemon"), "avahi-daemon"),
     "gmediarender": (lambda: shutil.which("gmediarender"), "gmediarender"),
     "gstreamer playback": (lambda: glob("/usr/lib/*/gstreamer-1.0/libgstplayback.so"), "gstreamer1.0-plugins-base"),
+    "jsonschema": (lambda: find_spec("jsonschema"), "python3-jsonschema"),
     "minidlnad": (lambda: shutil.which("minidlnad"), "minidlna"),
     "zeroconf": (lambda: find_spec("zeroconf"), "python3-zeroconf"),
 }
