@@ -1,0 +1,48 @@
+"""Shows the program among the studio's devices; scripts/demo.sh starts it.
+
+SONDRIX_LAB_DEMO is "window", for a window on the screen of DISPLAY until somebody closes it, or "json", for
+a report on standard output. What is said on the way goes to standard error.
+"""
+
+from __future__ import annotations
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+from sondrix_lab import studio
+from sondrix_lab.case import LabTestCase
+from sondrix_lab.studio import start_studio
+
+SAMPLE = Path(__file__).parents[2] / "docs" / "sample-config.json"
+
+
+def say(text: str) -> None:
+    print(text, file=sys.stderr, flush=True)
+
+
+class Demo(LabTestCase):
+    tools = studio.TOOLS
+
+    @classmethod
+    def build(cls) -> None:
+        say("Starting a network of its own, with a media server, a renderer, a Roku player, Cast and AirPlay\n"
+            "receivers, an NMOS node, a camera, NDI sources, a stage box and an AES67 session ...")
+        cls.scene = start_studio(cls.network)
+
+    def test_demonstration(self) -> None:
+        program = os.environ["SONDRIX_PROGRAM"]
+        environment = {**os.environ, **self.scene.environment}
+        if os.environ["SONDRIX_LAB_DEMO"] == "json":
+            say("\nOne pass with every provider takes some ten seconds ...")
+            command = [program, "--scan-once", "--json", "--config", str(SAMPLE)]
+        else:
+            say("\nThe window opens and searches by itself after a second. Close it to end the demonstration.")
+            runtime = self.scene.client.folder / "runtime"
+            runtime.mkdir(mode=0o700)
+            environment |= {"QT_QPA_PLATFORM": "xcb", "XDG_RUNTIME_DIR": str(runtime)}
+            command = [program]
+        done = subprocess.run(self.scene.client.command(*command), env=environment, stdin=subprocess.DEVNULL,
+                              check=False)
+        self.assertEqual(done.returncode, 0)
