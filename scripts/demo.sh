@@ -18,7 +18,7 @@ esac
 ensure_packages "${build_packages[@]}" "${test_packages[@]}"
 build release CorvaneTVSondrix
 
-settings=(SONDRIX_LAB_DEMO="$manner" LC_ALL=C.UTF-8)
+settings=(SONDRIX_LAB_DEMO="$manner")
 if [ "$manner" = window ]; then
     # The right to the display may lie where the demonstration has a file system of its own.
     authority=$(mktemp)

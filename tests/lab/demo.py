@@ -6,6 +6,7 @@ a report on standard output. What is said on the way goes to standard error.
 
 from __future__ import annotations
 
+import json
 import os
 import subprocess
 import sys
@@ -13,9 +14,11 @@ from pathlib import Path
 
 from sondrix_lab import studio
 from sondrix_lab.case import LabTestCase
+from sondrix_lab.schema import faults
 from sondrix_lab.studio import start_studio
 
 SAMPLE = Path(__file__).parents[2] / "docs" / "sample-config.json"
+DEVICES = 12  # of the studio, and the configuration's seeds
 
 
 def say(text: str) -> None:
@@ -32,17 +35,24 @@ class Demo(LabTestCase):
         cls.scene = start_studio(cls.network)
 
     def test_demonstration(self) -> None:
-        program = os.environ["SONDRIX_PROGRAM"]
-        environment = {**os.environ, **self.scene.environment}
         if os.environ["SONDRIX_LAB_DEMO"] == "json":
             say("\nOne pass with every provider takes some ten seconds ...")
-            command = [program, "--scan-once", "--json", "--config", str(SAMPLE)]
+            output = self.run_program("--scan-once", "--json", "--config", str(SAMPLE), stdout=subprocess.PIPE)
+            report = json.loads(output)
+            self.assertEqual(faults(report), [])
+            self.assertGreaterEqual(report["deviceCount"], DEVICES)
+            print(output, end="", flush=True)
         else:
             say("\nThe window opens and searches by itself after a second. Close it to end the demonstration.")
-            runtime = self.scene.client.folder / "runtime"
-            runtime.mkdir(mode=0o700)
-            environment |= {"QT_QPA_PLATFORM": "xcb", "XDG_RUNTIME_DIR": str(runtime)}
-            command = [program]
-        done = subprocess.run(self.scene.client.command(*command), env=environment, stdin=subprocess.DEVNULL,
-                              check=False)
+            self.run_program()
+
+    def run_program(self, *options: str, **streams) -> str:
+        runtime = self.scene.client.folder / "runtime"
+        runtime.mkdir(mode=0o700)
+        # The report comes in the locale's encoding.
+        environment = {**os.environ, **self.scene.environment, "LC_ALL": "C.UTF-8", "QT_QPA_PLATFORM": "xcb",
+                       "XDG_RUNTIME_DIR": str(runtime)}
+        done = subprocess.run(self.scene.client.command(os.environ["SONDRIX_PROGRAM"], *options), env=environment,
+                              stdin=subprocess.DEVNULL, encoding="utf-8", check=False, **streams)
         self.assertEqual(done.returncode, 0)
+        return done.stdout
