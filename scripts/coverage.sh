@@ -20,6 +20,6 @@ report=(gcovr --root . --object-directory build/coverage --exclude-throw-branche
 echo "| Folder | Lines | Branches |"
 echo "|---|---|---|"
 for folder in "${folders[@]}"; do
-    "${report[@]}" --add-tracefile build/coverage/coverage.json --filter "$folder/" --print-summary --txt /dev/null |
+    "${report[@]}" --add-tracefile build/coverage/coverage.json --filter "$folder/" --print-summary --txt build/coverage/folder.txt |
         sed -n 's/^lines: //p; s/^branches: //p' | paste -s -d '|' | sed "s#.*#| \`$folder/\` | & |#; s#)|#) | #"
 done

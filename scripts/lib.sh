@@ -5,7 +5,7 @@ project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(g++ cmake ninja-build qtbase5-dev)
 test_packages=(iproute2 util-linux python3 python3-zeroconf avahi-daemon minidlna gmediarender gstreamer1.0-plugins-base shairport-sync ffmpeg
     dbus-daemon dbus-bin xvfb xdotool fonts-dejavu-core python3-jsonschema desktop-file-utils appstream man-db groff
-    bash-completion zsh fish lintian dpkg-dev)
+    bash-completion zsh fish lintian dpkg-dev jq sqlite3 postgresql openssh-server openssh-client systemd)
 
 say() { echo "$*" >&2; }
 
@@ -27,6 +27,13 @@ missing_packages() {
     for package in "$@"; do
         dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package"
     done
+}
+
+# keep_from_starting SERVICE: at the next start of the machine.
+keep_from_starting() {
+    if command -v systemctl >/dev/null; then
+        as_root systemctl disable "$1" >/dev/null 2>&1 || true
+    fi
 }
 
 # Installs the packages that are missing. Servers among them are for private networks of the tests,
@@ -55,11 +62,8 @@ ensure_packages() {
     local package
     for package in "${missing[@]}"; do
         case $package in
-        avahi-daemon | minidlna | gmediarender | shairport-sync)
-            if command -v systemctl >/dev/null; then
-                as_root systemctl disable "$package" >/dev/null 2>&1 || true
-            fi
-            ;;
+        avahi-daemon | minidlna | gmediarender | shairport-sync | postgresql) keep_from_starting "$package" ;;
+        openssh-server) keep_from_starting ssh ;;
         esac
     done
     [ "$status" = 0 ] || fail "The packages could not be installed."
