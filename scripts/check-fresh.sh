@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the README's two commands, and the Debian package, in a Debian 12 that holds nothing else, and
+# Runs the README's first two commands, and the Debian package, in a Debian 12 that holds nothing else, and
 # tells how long each took.
 #   scripts/check-fresh.sh [FOLDER]
 # Needs root. The roots are made by debootstrap in FOLDER, by default a new one under /tmp, which is
@@ -25,7 +25,8 @@ mirror() {
 make_root() {
     local root=$folder/$1 uri
     uri=$(mirror | head -n 1)
-    debootstrap --variant=minbase bookworm "$root" "${uri:-http://deb.debian.org/debian}" >"$folder/$1.log" 2>&1 ||
+    [ -n "$uri" ] || fail "This machine names no source of packages."
+    debootstrap --variant=minbase bookworm "$root" "$uri" >"$folder/$1.log" 2>&1 ||
         fail "debootstrap failed, see $folder/$1.log"
     local settings
     for settings in /etc/apt/apt.conf.d/99* /etc/resolv.conf; do

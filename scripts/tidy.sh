@@ -6,6 +6,6 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 ensure_packages "${build_packages[@]}" clang-tidy
 build dev
 cd "$project_root"
-run-clang-tidy -quiet -p build/dev "^$project_root/(app|core|discoverers|mdns|ui|tests|benchmarks|fuzz)/" 2>&1 |
+run-clang-tidy -quiet -p build/dev "^$project_root/(app|core|discoverers|mdns|ui|tests|benchmarks|fuzz|packaging)/" 2>&1 |
     sed '/^[0-9]* warnings generated\.$/d; /^Suppressed /d; /^Use -header-filter/d; /^clang-tidy/d; /^$/d'
 echo "clang-tidy found nothing."
