@@ -123,7 +123,10 @@ void checkJson(const DeviceRecord &record)
     QJsonParseError error;
     const QJsonDocument parsed = QJsonDocument::fromJson(text, &error);
     FUZZ_ASSERT(error.error == QJsonParseError::NoError);
-    FUZZ_ASSERT(parsed.object() == json);
+    // Qt's reader, but not its writer, drops a byte order mark at the beginning of a text.
+    if (!text.contains("\"\xef\xbb\xbf")) {
+        FUZZ_ASSERT(parsed.object() == json);
+    }
 }
 
 } // namespace
