@@ -17,8 +17,8 @@ struct HttpFetchLimits {
 };
 
 /// Gets an http or https URL and returns the body; a redirect counts as success with its own body.
-/// Blocks in a nested event loop. After a failure the result is empty and error, which may be null,
-/// says why; it is cleared on entry.
+/// Blocks in a nested event loop; where the application ends meanwhile, the time counts as run out. After
+/// a failure the result is empty and error, which may be null, says why; it is cleared on entry.
 QByteArray fetchHttp(const QUrl &url, const HttpFetchLimits &limits, QString *error);
 
 } // namespace Sondrix
