@@ -93,12 +93,12 @@ private:
 };
 
 /// Deletes the thread, now if it ends at once, as it does for all but hostile peers, or else when it ends.
-void release(std::unique_ptr<FetchThread> thread)
+void release(FetchThread *thread)
 {
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     thread->quit();
-    if (!thread->wait(threadEndMs)) {
-        QObject::connect(thread.get(), &QThread::finished, thread.get(), &QObject::deleteLater);
-        thread.release();
+    if (thread->wait(threadEndMs)) {
+        delete thread;
     }
 }
 
@@ -110,17 +110,17 @@ QByteArray fetchHttp(const QUrl &url, const HttpFetchLimits &limits, QString *er
     QByteArray body;
     // URLs come from the network: nothing but HTTP is opened, above all no file.
     if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")) {
-        auto thread = std::make_unique<FetchThread>(url, limits);
+        auto *thread = new FetchThread(url, limits);
         failure = limits.timeoutText; // if the program ends meanwhile
         QEventLoop loop;
-        QObject::connect(thread.get(), &FetchThread::answered, &loop, [&] {
+        QObject::connect(thread, &FetchThread::answered, &loop, [&] {
             failure = thread->failure;
             body = thread->body;
             loop.quit();
         });
         thread->start();
         loop.exec();
-        release(std::move(thread));
+        release(thread);
     } else {
         failure = QStringLiteral("Protocol \"%1\" is unknown").arg(url.scheme());
     }
