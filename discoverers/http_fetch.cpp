@@ -113,11 +113,13 @@ QByteArray fetchHttp(const QUrl &url, const HttpFetchLimits &limits, QString *er
         auto *thread = new FetchThread(url, limits);
         failure = limits.timeoutText; // if the program ends meanwhile
         QEventLoop loop;
-        QObject::connect(thread, &FetchThread::answered, &loop, [&] {
+        // What this refers to lives as long as the loop.
+        const auto keep = [&] {
             failure = thread->failure;
             body = thread->body;
             loop.quit();
-        });
+        };
+        QObject::connect(thread, &FetchThread::answered, &loop, keep);
         thread->start();
         loop.exec();
         release(thread);
