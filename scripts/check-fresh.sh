@@ -12,8 +12,7 @@ ensure_packages debootstrap util-linux iproute2
 
 folder=${1:-$(mktemp -d /tmp/sondrix-fresh.XXXXXX)}
 mkdir -p "$folder"
-cleanup() { [ $# -gt 0 ] || rm -rf --one-file-system "$folder"; }
-[ $# -gt 0 ] || trap cleanup EXIT
+[ $# -gt 0 ] || trap 'rm -rf --one-file-system "$folder"' EXIT
 
 # mirror: where this machine's packages come from, from either form of the list of sources.
 mirror() {

@@ -47,20 +47,15 @@ QString description(const QCommandLineOption &option)
     return option.description().simplified();
 }
 
-QString quoted(QString text, const QString &quote, const QString &replacement)
+QString forMan(QString text)
 {
-    return text.replace(quote, replacement);
-}
-
-QString forMan(const QString &text)
-{
-    return quoted(text, QStringLiteral("-"), QStringLiteral("\\-"));
+    return text.replace(QStringLiteral("-"), QStringLiteral("\\-"));
 }
 
 /// Within single quotes of a shell, where a quote ends the text, stands escaped and begins it anew.
-QString forShell(const QString &text)
+QString forShell(QString text)
 {
-    return quoted(text, QStringLiteral("'"), QStringLiteral("'\\''"));
+    return text.replace(QStringLiteral("'"), QStringLiteral("'\\''"));
 }
 
 template<typename Line>
@@ -110,7 +105,7 @@ QString zshArgument(const QCommandLineOption &option)
     };
     // Brackets and colons end the parts of an argument of zsh.
     QString text = description(option).remove(QLatin1Char('[')).remove(QLatin1Char(']'));
-    text = quoted(text, QStringLiteral(":"), QStringLiteral("\\:"));
+    text.replace(QStringLiteral(":"), QStringLiteral("\\:"));
     QString value;
     if (!option.valueName().isEmpty()) {
         value = QLatin1Char(':') + option.valueName() + QLatin1Char(':') + actions.value(option.valueName());
