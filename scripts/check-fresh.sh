@@ -54,7 +54,8 @@ timed() {
     local name=$1 begin=$SECONDS result=passed
     shift
     say "== $name"
-    "$@" || result="failed with status $?"
+    # In a shell of its own, which a step may end without the table being lost.
+    ("$@") || result="failed with status $?"
     rows+=("| $name | $result | $((SECONDS - begin)) s |")
     [ "$result" = passed ]
 }
