@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QLibrary>
 #include <QNetworkProxyFactory>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -267,6 +268,11 @@ void HttpFetchTest::reportsErrors()
 
 void HttpFetchTest::reportsReset()
 {
+#ifdef Q_OS_WIN
+    if (QLibrary(QStringLiteral("ntdll")).resolve("wine_get_version") != nullptr) {
+        QSKIP("Wine 8 tells a program nothing of a reset; only the time limit ends the fetch");
+    }
+#endif
     HttpPeer peer(HttpAnswer::ok(body));
     peer.resetConnections();
     verifyFails(peer.url("/"));

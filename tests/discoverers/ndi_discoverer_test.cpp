@@ -7,6 +7,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#ifdef Q_OS_WIN
+#include <windows.h>
+#endif
+
 #include "discoverers/ndi_runtime.h"
 #include "record_checks.h"
 
@@ -63,6 +67,8 @@ private:
 
     QScopedPointer<QTemporaryDir> m_root;
     QString m_currentPath; // what to restore
+    // Whole, because a path without a drive leads elsewhere once the current directory has changed.
+    const QDir m_libraries{QDir(QStringLiteral(SONDRIX_FAKE_NDI_DIRECTORY)).canonicalPath()};
 };
 
 namespace
@@ -107,6 +113,12 @@ void NdiDiscovererTest::init()
 void NdiDiscovererTest::cleanup()
 {
     QVERIFY(QDir::setCurrent(m_currentPath));
+#ifdef Q_OS_WIN
+    // A scan leaves its runtime loaded, and the loader would give it to the next one for its bare name.
+    while (HMODULE runtime = GetModuleHandleW(L"Processing.NDI.Lib.x64.dll")) {
+        FreeLibrary(runtime);
+    }
+#endif
     m_root.reset();
 }
 
@@ -118,7 +130,7 @@ QString NdiDiscovererTest::path(const QString &relative) const
 /// Puts a stand-in where a scan looks for the runtime.
 bool NdiDiscovererTest::install(const QString &library) const
 {
-    return QFile::copy(QStringLiteral(SONDRIX_FAKE_NDI_DIRECTORY "/") + library + QStringLiteral(".dll"),
+    return QFile::copy(m_libraries.filePath(library + QStringLiteral(".dll")),
                        path(QStringLiteral("a/bin64/Processing.NDI.Lib.x64.dll")));
 }
 
@@ -536,7 +548,7 @@ void NdiDiscovererTest::passesOverIncompleteRuntime()
 {
     QVERIFY(install(QStringLiteral("fake_ndi_without_NDIlib_find_create_v2")));
     QVERIFY(QDir().mkpath(path(QStringLiteral("bin64"))));
-    QVERIFY(QFile::copy(QStringLiteral(SONDRIX_FAKE_NDI_DIRECTORY "/fake_ndi.dll"),
+    QVERIFY(QFile::copy(m_libraries.filePath(QStringLiteral("fake_ndi.dll")),
                         path(QStringLiteral("bin64/Processing.NDI.Lib.x64.dll"))));
     QString error;
     QCOMPARE(scan(&error).size(), 2);

@@ -749,6 +749,9 @@ void OnvifDiscovererTest::takesNoErrorArgument()
 
 void OnvifDiscovererTest::isSilentWithoutRoute()
 {
+#ifdef Q_OS_WIN
+    QSKIP("routes are changed by ip, a tool of Linux");
+#endif
     const MulticastPeer peer(port);
     run({QStringLiteral("ip"), QStringLiteral("route"), QStringLiteral("del"), QStringLiteral("224.0.0.0/4"),
          QStringLiteral("dev"), QStringLiteral("lo")});

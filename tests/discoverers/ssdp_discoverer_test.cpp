@@ -391,6 +391,9 @@ void SsdpDiscovererTest::takesNoErrorArgument()
 
 void SsdpDiscovererTest::isSilentWithoutRoute()
 {
+#ifdef Q_OS_WIN
+    QSKIP("routes are changed by ip, a tool of Linux");
+#endif
     const SsdpPeer peer;
     run({QStringLiteral("ip"), QStringLiteral("route"), QStringLiteral("del"), QStringLiteral("224.0.0.0/4"),
          QStringLiteral("dev"), QStringLiteral("lo")});
