@@ -10,6 +10,7 @@ keeps clear, and what lies to the right stays calm, because text is painted over
 
 import math
 import random
+import struct
 import subprocess
 import sys
 from pathlib import Path
@@ -18,6 +19,8 @@ BANNER_WIDTH, BANNER_HEIGHT = 1920, 105
 ICON_SIZE = 1024
 # What a desktop and an installer want of the icon, beside the drawing itself.
 DESKTOP_ICON_SIZES = (16, 24, 32, 48, 64, 128, 256, 512)
+WINDOWS_ICON_SIZES = (16, 24, 32, 48, 64, 128, 256)
+ICO_HEAD, ICO_ENTRY = struct.Struct("<3H"), struct.Struct("<4B2H2I")
 
 
 def polyline(points, colour, width, opacity=1.0, extra=""):
@@ -446,6 +449,17 @@ def render(svg, target, size=None):
     subprocess.run(["rsvg-convert", *scaled, "--output", str(target)], input=svg.encode(), check=True)
 
 
+def windows_icon(pictures):
+    """An .ico of PNG pictures: a head, an entry for each picture, and the pictures one after the other."""
+    entries, bodies = b"", b""
+    offset = ICO_HEAD.size + ICO_ENTRY.size * len(pictures)
+    for size, picture in pictures.items():
+        # 256 pixels stand as 0 in a byte. Then: colours of a palette, planes, and bits of a pixel.
+        entries += ICO_ENTRY.pack(size % 256, size % 256, 0, 0, 1, 32, len(picture), offset + len(bodies))
+        bodies += picture
+    return ICO_HEAD.pack(0, 1, len(pictures)) + entries + bodies
+
+
 def main():
     resources = Path(sys.argv[1]) if len(sys.argv) > 1 else Path(__file__).resolve().parent.parent
     icons = Path(sys.argv[2]) if len(sys.argv) > 2 else resources.parent / "packaging" / "icons"
@@ -455,6 +469,8 @@ def main():
     for size in DESKTOP_ICON_SIZES:
         render(icon(), icons / f"{size}.png", size)
     (icons / "scalable.svg").write_text(icon(), "utf-8")
+    pictures = {size: (icons / f"{size}.png").read_bytes() for size in WINDOWS_ICON_SIZES}
+    (icons / "CorvaneTVSondrix.ico").write_bytes(windows_icon(pictures))
 
 
 if __name__ == "__main__":

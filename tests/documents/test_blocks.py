@@ -40,14 +40,28 @@ ELSEWHERE = (
               "ctest --preset dev -R ssdp         # those with ssdp in their name\n"
               "ctest --preset dev -L lab          # the lab alone\n"
               "scripts/test.sh --preset asan      # all, with the sanitizers\n"
+              "scripts/test-windows.sh            # the Windows program and its tests, under Wine\n"
               "scripts/fuzz.sh 60 ssdp_response   # one fuzz target for a minute\n", ".ci/run",
-              "it runs the tests in both presets, these among them; a fuzzer is built anew and runs for a minute"),
+              "it runs all of these tests, and those under Wine; a fuzzer is built anew and runs for a minute"),
     Elsewhere("CONTRIBUTING.md",
               "scripts/check-format.sh            # clang-format\n"
               "scripts/tidy.sh                    # clang-tidy\n"
               "scripts/analyse.sh                 # clazy and cppcheck\n"
-              ".ci/run                            # all of it, and the tests in dev and asan\n", ".ci/run",
+              ".ci/run                            # all of it, and the tests in dev, asan and under Wine\n", ".ci/run",
               "it runs the other three"),
+    Elsewhere("docs/build-windows.md",
+              "scripts/build-qt-windows.sh        # Qt for Windows, once\n"
+              "scripts/package-windows.sh         # the installer and the zip\n", "scripts/test-windows.sh",
+              "it runs both, and holds what they make against tests/windows/test_package.py"),
+    Elsewhere("docs/build-windows.md",
+              "SONDRIX_WINDOWS_PACKAGE=build/windows/package /usr/bin/python3 -B tests/windows/test_package.py\n",
+              "scripts/test-windows.sh", "its ctest runs this as windows_package"),
+    Elsewhere("docs/build-windows.md",
+              "cmake --preset windows\n"
+              "cmake --build --preset windows\n"
+              "scripts/run-wine.sh build/windows/app/CorvaneTVSondrix.exe --scan-once --json > report.json\n"
+              "scripts/run-wine.sh --stop\n", "scripts/test-windows.sh",
+              "it builds by the first two; tests/lab/test_wine.py makes a report by the third in a network of its own"),
 )
 
 

@@ -7,7 +7,7 @@ import json
 
 from sondrix_lab import studio
 from sondrix_lab.case import LabTestCase
-from sondrix_lab.passes import run_pass
+from sondrix_lab.passes import in_any_pass, run_pass
 from sondrix_lab.studio import CAMERA_SOURCE, SPEAKER, start_studio
 from sondrix_lab.window import RIGHT, WINDOW_TOOLS, Window
 
@@ -16,19 +16,6 @@ INPUTS = [f"{CAMERA_SOURCE.name} (NDI)", "Clip Library (DLNA)"]
 OUTPUTS = ["Gallery Monitor (Cast)", f"{SPEAKER} (RAOP)", "Green Room (AirPlay)", "Reception Player (ROKU)",
            "Lobby Screen (DLNA)"]
 SUMMARY = "8 devices | 2 inputs | 5 outputs | 1 control-only | 0 offline"
-TIMES = ("firstSeen", "lastSeen", "lastChanged", "ssdp.date")
-# A device answers several search targets in an order of its own, and the last answer stays.
-LAST_ANSWER = ("ssdp.st", "ssdp.usn")
-
-
-def in_any_pass(device: dict) -> dict:
-    """What a device's part of the report has in each pass: without times, and not by the order of the answers."""
-    def without(part: dict, keys: tuple[str, ...]) -> dict:
-        return {key: value for key, value in part.items() if key not in keys}
-    endpoints = sorted((without(endpoint, TIMES) for endpoint in device["endpoints"]),
-                       key=lambda endpoint: endpoint["stableKey"])
-    protocol_data = without(device["protocolData"], TIMES + LAST_ANSWER)
-    return {**without(device, TIMES), "endpoints": endpoints, "protocolData": protocol_data}
 
 
 class WindowTest(LabTestCase):

@@ -10,7 +10,7 @@ import os
 import sys
 import unittest
 
-from sondrix_lab import sandbox
+from sondrix_lab import sandbox, wine
 
 SKIPPED = 77
 
@@ -39,13 +39,18 @@ def run_tests(modules: list[str]) -> int:
 def main() -> int:
     parser = argparse.ArgumentParser(prog="sondrix_lab", description="Run lab tests in a sandbox.")
     parser.add_argument("--program", help="path of CorvaneTVSondrix")
+    parser.add_argument("--windows-program", help="path of CorvaneTVSondrix.exe, which runs under Wine")
     parser.add_argument("modules", nargs="+", help="test modules, classes or methods")
     arguments = parser.parse_args()
     if arguments.program:
         os.environ["SONDRIX_PROGRAM"] = os.path.abspath(arguments.program)
+    if arguments.windows_program:
+        os.environ[wine.PROGRAM_VARIABLE] = os.path.abspath(arguments.windows_program)
     if sandbox.is_inside():
         sandbox.furnish()
     elif not sandbox.obstacle():
+        if arguments.windows_program:
+            wine.prepare()
         return sandbox.enter(sys.argv[1:])
     return run_tests(arguments.modules)
 

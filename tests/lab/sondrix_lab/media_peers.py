@@ -144,12 +144,12 @@ def start_camera(host: Host, camera: Camera) -> None:
     host.start_module("sondrix_lab.onvif_camera", json.dumps(asdict(camera)))
 
 
-def build_ndi_runtime(folder: Path, *compiler_options: str) -> None:
+def build_ndi_runtime(folder: Path, *compiler_options: str, compiler: str = "cc", name: str = "libndi.so.6") -> None:
     """Compiles the stand-in for the NDI runtime into the folder."""
     folder.mkdir()
     source = Path(PACKAGE_PARENT) / "sondrix_lab" / "ndi_runtime.c"
-    subprocess.run(["cc", "-shared", "-fPIC", "-Wall", "-Wextra", "-Werror", *compiler_options,
-                    "-o", str(folder / "libndi.so.6"), str(source)], check=True)
+    subprocess.run([compiler, "-shared", "-fPIC", "-Wall", "-Wextra", "-Werror", *compiler_options,
+                    "-o", str(folder / name), str(source)], check=True)
 
 
 def ndi_environment(folder: Path, *sources: NdiSource) -> dict[str, str]:

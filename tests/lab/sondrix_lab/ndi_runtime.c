@@ -54,6 +54,17 @@ static bool is_listed(const char *servers, const char *server)
     return false;
 }
 
+/* The field at the beginning of the rest, and the rest behind it; Windows has no strsep(). */
+static const char *next_field(char **rest)
+{
+    const char *field = *rest;
+    *rest += strcspn(*rest, "\t");
+    if (**rest != '\0') {
+        *(*rest)++ = '\0';
+    }
+    return field;
+}
+
 void *NDIlib_find_create_v2(const NDIlib_find_create_t *settings)
 {
     const char *path = getenv("LAB_NDI_SOURCES");
@@ -68,8 +79,8 @@ void *NDIlib_find_create_v2(const NDIlib_find_create_t *settings)
             break;
         }
         rest[strcspn(rest, "\n")] = '\0';
-        const char *server = strsep(&rest, "\t");
-        const char *name = strsep(&rest, "\t");
+        const char *server = next_field(&rest);
+        const char *name = next_field(&rest);
         if (server[0] == '\0' || is_listed(settings->p_extra_ips, server)) {
             finder->sources[finder->count].p_ndi_name = name;
             finder->sources[finder->count].p_url_address = rest;

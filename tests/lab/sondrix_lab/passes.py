@@ -19,6 +19,9 @@ WINDOW_SECONDS = {"mdns": 1.2, "ssdp": 0.8, "upnp-dlna": 1.2, "roku": 1.2, "cast
                   "nmos": 0.0, "ember": 0.0, "onvif": 1.5, "ndi": 0.0, "sap-aes67": 0.8}
 FETCH_SECONDS = {"upnp-dlna": 1.2, "roku": 1.2, "nmos": 1.5}
 PROVIDERS = tuple(WINDOW_SECONDS)
+TIMES = ("firstSeen", "lastSeen", "lastChanged", "ssdp.date")
+# A device answers several search targets in an order of its own, and the last answer stays.
+LAST_ANSWER = ("ssdp.st", "ssdp.usn")
 # The same providers, as a configuration file calls them.
 PROVIDER_KEYS = ("mdns", "ssdp", "upnpDlna", "roku", "cast", "airplay", "nmos", "ember", "onvif", "ndi", "sapAes67")
 
@@ -51,9 +54,20 @@ def write_configuration(host: Host, providers: Sequence[str] = PROVIDERS, nmos: 
     return path
 
 
-def run_pass(host: Host, *options: str, environment: dict[str, str] | None = None) -> Pass:
+def in_any_pass(device: dict) -> dict:
+    """What a device's part of the report has in each pass: without times, and not by the order of the answers."""
+    def without(part: dict, keys: tuple[str, ...]) -> dict:
+        return {key: value for key, value in part.items() if key not in keys}
+    endpoints = sorted((without(endpoint, TIMES) for endpoint in device["endpoints"]),
+                       key=lambda endpoint: endpoint["stableKey"])
+    protocol_data = without(device["protocolData"], TIMES + LAST_ANSWER)
+    return {**without(device, TIMES), "endpoints": endpoints, "protocolData": protocol_data}
+
+
+def run_pass(host: Host, *options: str, environment: dict[str, str] | None = None,
+             program: Sequence[str] = (), line_end: str = "\n") -> Pass:
     """The run has to end with status 0, one line of JSON, and nothing on standard error."""
-    command = host.command(os.environ["SONDRIX_PROGRAM"], "--scan-once", "--json", *options)
+    command = host.command(*(program or [os.environ["SONDRIX_PROGRAM"]]), "--scan-once", "--json", *options)
     # The report comes in the locale's encoding.
     variables = {**os.environ, "LC_ALL": "C.UTF-8", **(environment or {})}
     begin = time.monotonic()
@@ -63,6 +77,6 @@ def run_pass(host: Host, *options: str, environment: dict[str, str] | None = Non
     output, errors = done.stdout.decode("utf-8"), done.stderr.decode("utf-8", "replace")
     if done.returncode or errors:
         raise AssertionError(f"the pass ended with status {done.returncode}: {errors}")
-    if not output.endswith("}\n") or output.count("\n") != 1:
+    if not output.endswith("}" + line_end) or output.count("\n") != 1:
         raise AssertionError(f"not one line: {output!r}")
     return Pass(json.loads(output), seconds)
