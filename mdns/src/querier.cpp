@@ -365,7 +365,7 @@ void Querier::sendDueQuestions()
     }
     const bool anyDue = !message.queries().isEmpty();
     if (anyDue) {
-        m_nextMessage = now + messageIntervalMs;
+        m_nextMessage = m_clock.elapsed() + messageIntervalMs; // the making of a message takes time too
     }
     startTimer();
     if (anyDue) {
