@@ -268,13 +268,19 @@ void HttpFetchTest::reportsErrors()
 
 void HttpFetchTest::reportsReset()
 {
-#ifdef Q_OS_WIN
-    if (QLibrary(QStringLiteral("ntdll")).resolve("wine_get_version") != nullptr) {
-        QSKIP("Wine 8 tells a program nothing of a reset; only the time limit ends the fetch");
-    }
-#endif
     HttpPeer peer(HttpAnswer::ok(body));
     peer.resetConnections();
+#ifdef Q_OS_WIN
+    // Wine 8 does not always tell a program of a reset; the time limit ends the fetch then.
+    if (QLibrary(QStringLiteral("ntdll")).resolve("wine_get_version") != nullptr) {
+        QString error;
+        QCOMPARE(fetchHttp(peer.url("/"), roomyLimits(), &error), QByteArray());
+        QVERIFY(!error.isEmpty());
+        QVERIFY(error != roomyLimits().oversizeText);
+        QVERIFY(peer.connections() > 0);
+        return;
+    }
+#endif
     verifyFails(peer.url("/"));
     QVERIFY(peer.connections() > 0);
 }

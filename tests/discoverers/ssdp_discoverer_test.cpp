@@ -5,6 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QtTest>
 
 #include "no_free_port.h"
@@ -391,9 +392,9 @@ void SsdpDiscovererTest::takesNoErrorArgument()
 
 void SsdpDiscovererTest::isSilentWithoutRoute()
 {
-#ifdef Q_OS_WIN
-    QSKIP("routes are changed by ip, a tool of Linux");
-#endif
+    if (QStandardPaths::findExecutable(QStringLiteral("ip")).isEmpty()) {
+        QSKIP("ip, which changes routes, is missing");
+    }
     const SsdpPeer peer;
     run({QStringLiteral("ip"), QStringLiteral("route"), QStringLiteral("del"), QStringLiteral("224.0.0.0/4"),
          QStringLiteral("dev"), QStringLiteral("lo")});

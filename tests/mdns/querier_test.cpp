@@ -173,9 +173,8 @@ private slots:
             QByteArray packet;
             toPacket(server.sent.at(i), packet);
             QVERIFY(packet.size() <= 1400);
-            // Over ten messages, because the system may hold up the note of a single one for some
-            // milliseconds.
-            QVERIFY(i < 10 || server.sentAtMs.at(i) - server.sentAtMs.at(i - 10) >= 9 * messageIntervalMs);
+            // The two clocks may differ by the millisecond that they do not show.
+            QVERIFY(i == 0 || server.sentAtMs.at(i) - server.sentAtMs.at(i - 1) >= messageIntervalMs - 1);
         }
     }
 
