@@ -7,7 +7,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-prefix=$qt_windows
+prefix=$SONDRIX_QT_WINDOWS
 triplet=x86_64-w64-mingw32
 if [ -e "$prefix/.complete" ]; then
     echo "$prefix"

@@ -8,8 +8,8 @@ test_packages=(iproute2 util-linux python3 python3-zeroconf avahi-daemon minidln
     bash-completion zsh fish lintian dpkg-dev jq sqlite3 postgresql openssh-server openssh-client systemd)
 
 windows_packages=(g++-mingw-w64-x86-64-posix g++ cmake ninja-build qtbase5-dev wine64 fonts-wine xvfb nsis zip python3-pefile)
-# Qt for Windows, made once by build-qt-windows.sh.
-qt_windows=${SONDRIX_QT_WINDOWS:-${XDG_CACHE_HOME:-$HOME/.cache}/sondrix/qt-windows}
+# Qt for Windows, made once by build-qt-windows.sh; the toolchain file reads the variable too.
+export SONDRIX_QT_WINDOWS=${SONDRIX_QT_WINDOWS:-${XDG_CACHE_HOME:-$HOME/.cache}/sondrix/qt-windows}
 
 say() { echo "$*" >&2; }
 

@@ -7,9 +7,8 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 ensure_packages "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@]}"
-"$project_root/scripts/build-qt-windows.sh" >/dev/null
-build windows
 "$project_root/scripts/package-windows.sh" >/dev/null
+build windows
 # Its report is what that of the Windows program is compared with.
 build dev CorvaneTVSondrix
 cd "$project_root"
